@@ -1,0 +1,544 @@
+// The library's printf-style formatter.
+//
+// One engine serves SFormat and rvsnprintf on both platforms, so that a message reads the same on
+// Linux and Windows (the Windows C runtime prints exponents, pointers and 64-bit lengths its own way).
+// It follows C99 printf: flags "-+ #0", width and precision with '*', the length modifiers
+// hh h l ll q j z t L and the Windows forms I64, I32 and I. Integers, strings, characters, pointers
+// and finite doubles are printed here; the rare rest (wide strings and characters, long double, %a,
+// the "'" flag, positional arguments) is handed to the C runtime's formatter.
+
+#include <dovo/String.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <clocale>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <cwchar>
+#include <string>
+
+namespace dovo {
+namespace {
+
+// Collects output into a bounded buffer while counting the full length.
+class Sink
+{
+public:
+    Sink(char* buffer, std::size_t capacity) : m_buffer(buffer), m_capacity(capacity) {}
+
+    void Put(char c)
+    {
+        if (m_length < m_capacity) m_buffer[m_length] = c;
+        ++m_length;
+    }
+    void Write(const char* text, std::size_t n)
+    {
+        if (m_length < m_capacity) std::memcpy(m_buffer + m_length, text, std::min(n, m_capacity - m_length));
+        m_length += n;
+    }
+    void Fill(char c, std::size_t n)
+    {
+        if (m_length < m_capacity) std::memset(m_buffer + m_length, c, std::min(n, m_capacity - m_length));
+        m_length += n;
+    }
+    std::size_t Length() const { return m_length; }
+
+private:
+    char* m_buffer;
+    std::size_t m_capacity;
+    std::size_t m_length = 0;
+};
+
+enum class Length { None, Char, Short, Long, LongLong, IntMax, Size, PtrDiff, LongDouble, Int32, Int64 };
+
+struct Spec
+{
+    bool left = false, plus = false, space = false, alt = false, zero = false, grouping = false;
+    std::size_t width = 0;
+    int precision = -1; // -1: none given
+    Length length = Length::None;
+    char conversion = 0;
+};
+
+// Pads a field of `body` bytes (after `prefix`) to the spec's width.
+struct Field
+{
+    const Spec& spec;
+    std::size_t body;
+    std::size_t Pad() const { return spec.width > body ? spec.width - body : 0; }
+    void Begin(Sink& out) const
+    {
+        if (!spec.left) out.Fill(' ', Pad());
+    }
+    void End(Sink& out) const
+    {
+        if (spec.left) out.Fill(' ', Pad());
+    }
+};
+
+constexpr char kDigitPairs[] = "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+                               "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+                               "8081828384858687888990919293949596979899";
+
+// Writes the digits of v in base (8, 10 or 16) ending at `end`; returns where they begin.
+char* UnsignedDigits(char* end, unsigned long long v, int base, bool upper)
+{
+    char* p = end;
+    if (base == 10) {
+        while (v >= 100) {
+            const unsigned i = static_cast<unsigned>(v % 100) * 2;
+            v /= 100;
+            *--p = kDigitPairs[i + 1];
+            *--p = kDigitPairs[i];
+        }
+        if (v >= 10) {
+            const unsigned i = static_cast<unsigned>(v) * 2;
+            *--p = kDigitPairs[i + 1];
+            *--p = kDigitPairs[i];
+        } else {
+            *--p = static_cast<char>('0' + v);
+        }
+        return p;
+    }
+    const char* digits = upper ? "0123456789ABCDEF" : "0123456789abcdef";
+    const unsigned shift = base == 16 ? 4 : 3;
+    do {
+        *--p = digits[v & (base - 1)];
+        v >>= shift;
+    } while (v);
+    return p;
+}
+
+void FormatInteger(Sink& out, const Spec& spec, unsigned long long magnitude, bool negative, bool isSigned)
+{
+    const char c = spec.conversion;
+    const int base = (c == 'o') ? 8 : (c == 'x' || c == 'X' || c == 'p') ? 16 : 10;
+    char buffer[32];
+    char* end = buffer + sizeof buffer;
+    char* digits = end;
+    if (!(spec.precision == 0 && magnitude == 0)) digits = UnsignedDigits(end, magnitude, base, c == 'X');
+    std::size_t count = static_cast<std::size_t>(end - digits);
+
+    std::size_t precision = spec.precision < 0 ? 0 : static_cast<std::size_t>(spec.precision);
+    if (spec.alt && base == 8 && precision <= count && (count == 0 || *digits != '0')) precision = count + 1;
+
+    char prefix[2];
+    std::size_t prefixLength = 0;
+    if (isSigned) {
+        if (negative) prefix[prefixLength++] = '-';
+        else if (spec.plus) prefix[prefixLength++] = '+';
+        else if (spec.space) prefix[prefixLength++] = ' ';
+    }
+    if (base == 16 && magnitude != 0 && (spec.alt || c == 'p')) {
+        prefix[prefixLength++] = '0';
+        prefix[prefixLength++] = c == 'X' ? 'X' : 'x';
+    }
+
+    std::size_t zeros = precision > count ? precision - count : 0;
+    std::size_t body = prefixLength + zeros + count;
+    if (spec.zero && !spec.left && spec.precision < 0 && spec.width > body) {
+        zeros += spec.width - body;
+        body = spec.width;
+    }
+    const Field field{spec, body};
+    field.Begin(out);
+    out.Write(prefix, prefixLength);
+    out.Fill('0', zeros);
+    out.Write(digits, count);
+    field.End(out);
+}
+
+void FormatText(Sink& out, const Spec& spec, const char* text, std::size_t length)
+{
+    const Field field{spec, length};
+    field.Begin(out);
+    out.Write(text, length);
+    field.End(out);
+}
+
+void FormatCString(Sink& out, const Spec& spec, const char* text)
+{
+    if (!text) {
+        // As glibc: "(null)" unless the precision is too short to hold it.
+        if (spec.precision >= 0 && spec.precision < 6) return FormatText(out, spec, "", 0);
+        return FormatText(out, spec, "(null)", 6);
+    }
+    const std::size_t length =
+        spec.precision < 0 ? std::strlen(text) : strnlen(text, static_cast<std::size_t>(spec.precision));
+    FormatText(out, spec, text, length);
+}
+
+char DecimalPoint()
+{
+    const lconv* conventions = std::localeconv();
+    return conventions && conventions->decimal_point && conventions->decimal_point[0]
+               ? conventions->decimal_point[0]
+               : '.';
+}
+
+void FormatDouble(Sink& out, const Spec& spec, double value)
+{
+    const char c = spec.conversion;
+    const bool upper = c == 'F' || c == 'E' || c == 'G';
+    char sign = 0;
+    if (std::signbit(value)) sign = '-';
+    else if (spec.plus) sign = '+';
+    else if (spec.space) sign = ' ';
+
+    if (!std::isfinite(value)) {
+        const char* text = std::isnan(value) ? (upper ? "NAN" : "nan") : (upper ? "INF" : "inf");
+        const Field field{spec, 3u + (sign ? 1u : 0u)};
+        field.Begin(out);
+        if (sign) out.Put(sign);
+        out.Write(text, 3);
+        field.End(out);
+        return;
+    }
+
+    const int precision = spec.precision < 0 ? 6 : spec.precision;
+    std::chars_format format = std::chars_format::fixed;
+    if (c == 'e' || c == 'E') format = std::chars_format::scientific;
+    else if (c == 'g' || c == 'G') format = std::chars_format::general;
+
+    // The largest fixed output of a double has 309 integral digits.
+    char local[400];
+    std::string heap;
+    char* buffer = local;
+    std::size_t capacity = sizeof local;
+    if (static_cast<std::size_t>(precision) + 330 > capacity) {
+        heap.resize(static_cast<std::size_t>(precision) + 330);
+        buffer = heap.data();
+        capacity = heap.size();
+    }
+    const auto result = std::to_chars(buffer, buffer + capacity - 2, std::fabs(value), format,
+                                      (format == std::chars_format::general && precision == 0) ? 1 : precision);
+    std::size_t length = static_cast<std::size_t>(result.ptr - buffer);
+
+    if (spec.alt && precision == 0 && format != std::chars_format::general) {
+        // '#' keeps the decimal point even without decimals: "3." and "3.e+00".
+        char* exponent = static_cast<char*>(std::memchr(buffer, 'e', length));
+        const std::size_t at = exponent ? static_cast<std::size_t>(exponent - buffer) : length;
+        std::memmove(buffer + at + 1, buffer + at, length - at);
+        buffer[at] = '.';
+        ++length;
+    }
+    const char point = DecimalPoint();
+    for (std::size_t i = 0; i < length; ++i) {
+        if (buffer[i] == '.') buffer[i] = point;
+        else if (upper && buffer[i] == 'e') buffer[i] = 'E';
+    }
+
+    std::size_t body = length + (sign ? 1 : 0);
+    std::size_t zeros = 0;
+    if (spec.zero && !spec.left && spec.width > body) {
+        zeros = spec.width - body;
+        body = spec.width;
+    }
+    const Field field{spec, body};
+    field.Begin(out);
+    if (sign) out.Put(sign);
+    out.Fill('0', zeros);
+    out.Write(buffer, length);
+    field.End(out);
+}
+
+// Rebuilds the conversion's text for the C runtime.
+std::string RuntimeSpec(const Spec& spec, const char* lengthText)
+{
+    std::string text = "%";
+    if (spec.left) text += '-';
+    if (spec.plus) text += '+';
+    if (spec.space) text += ' ';
+    if (spec.alt) text += '#';
+    if (spec.zero) text += '0';
+    if (spec.grouping) text += '\'';
+    if (spec.width) text += std::to_string(spec.width);
+    if (spec.precision >= 0) text += '.' + std::to_string(spec.precision);
+    text += lengthText;
+    text += spec.conversion;
+    return text;
+}
+
+template <typename T>
+void FormatWithRuntime(Sink& out, const Spec& spec, const char* lengthText, T value)
+{
+    const std::string format = RuntimeSpec(spec, lengthText);
+    char local[128];
+    const int needed = std::snprintf(local, sizeof local, format.c_str(), value);
+    if (needed < 0) return; // unconvertible (a wide character the locale cannot show): nothing
+    if (static_cast<std::size_t>(needed) < sizeof local) return out.Write(local, static_cast<std::size_t>(needed));
+    std::string big(static_cast<std::size_t>(needed) + 1, '\0');
+    std::snprintf(big.data(), big.size(), format.c_str(), value);
+    out.Write(big.data(), static_cast<std::size_t>(needed));
+}
+
+const char* ParseNumber(const char* p, std::size_t& value)
+{
+    value = 0;
+    while (*p >= '0' && *p <= '9') {
+        // Absurd widths saturate; the output could never be made anyway.
+        value = std::min<std::size_t>(value * 10 + static_cast<std::size_t>(*p - '0'), INT_MAX);
+        ++p;
+    }
+    return p;
+}
+
+const char* ParseLength(const char* p, Length& length)
+{
+    switch (*p) {
+    case 'h':
+        if (p[1] == 'h') return length = Length::Char, p + 2;
+        return length = Length::Short, p + 1;
+    case 'l':
+        if (p[1] == 'l') return length = Length::LongLong, p + 2;
+        return length = Length::Long, p + 1;
+    case 'q': return length = Length::LongLong, p + 1;
+    case 'j': return length = Length::IntMax, p + 1;
+    case 'z': return length = Length::Size, p + 1;
+    case 't': return length = Length::PtrDiff, p + 1;
+    case 'L': return length = Length::LongDouble, p + 1;
+    case 'I':
+        if (p[1] == '6' && p[2] == '4') return length = Length::Int64, p + 3;
+        if (p[1] == '3' && p[2] == '2') return length = Length::Int32, p + 3;
+        return length = Length::PtrDiff, p + 1;
+    default: return p;
+    }
+}
+
+long long SignedArgument(Length length, va_list& args)
+{
+    switch (length) {
+    case Length::Char: return static_cast<signed char>(va_arg(args, int));
+    case Length::Short: return static_cast<short>(va_arg(args, int));
+    case Length::Long: return va_arg(args, long);
+    case Length::LongLong:
+    case Length::Int64: return va_arg(args, long long);
+    case Length::IntMax: return va_arg(args, intmax_t);
+    case Length::Size:
+    case Length::PtrDiff: return va_arg(args, std::ptrdiff_t);
+    default: return va_arg(args, int);
+    }
+}
+
+unsigned long long UnsignedArgument(Length length, va_list& args)
+{
+    switch (length) {
+    case Length::Char: return static_cast<unsigned char>(va_arg(args, unsigned));
+    case Length::Short: return static_cast<unsigned short>(va_arg(args, unsigned));
+    case Length::Long: return va_arg(args, unsigned long);
+    case Length::LongLong:
+    case Length::Int64: return va_arg(args, unsigned long long);
+    case Length::IntMax: return va_arg(args, uintmax_t);
+    case Length::Size:
+    case Length::PtrDiff: return va_arg(args, std::size_t);
+    default: return va_arg(args, unsigned);
+    }
+}
+
+void StoreCount(Length length, va_list& args, std::size_t count)
+{
+    switch (length) {
+    case Length::Char: *va_arg(args, signed char*) = static_cast<signed char>(count); break;
+    case Length::Short: *va_arg(args, short*) = static_cast<short>(count); break;
+    case Length::Long: *va_arg(args, long*) = static_cast<long>(count); break;
+    case Length::LongLong:
+    case Length::Int64: *va_arg(args, long long*) = static_cast<long long>(count); break;
+    case Length::IntMax: *va_arg(args, intmax_t*) = static_cast<intmax_t>(count); break;
+    case Length::Size:
+    case Length::PtrDiff: *va_arg(args, std::ptrdiff_t*) = static_cast<std::ptrdiff_t>(count); break;
+    default: *va_arg(args, int*) = static_cast<int>(count); break;
+    }
+}
+
+// Formats one conversion whose spec has been parsed; returns false if the conversion is unknown.
+bool FormatConversion(Sink& out, Spec& spec, va_list& args)
+{
+    switch (spec.conversion) {
+    case 'd':
+    case 'i': {
+        if (spec.grouping) return FormatWithRuntime(out, spec, "ll", SignedArgument(spec.length, args)), true;
+        const long long v = SignedArgument(spec.length, args);
+        const unsigned long long magnitude =
+            v < 0 ? 0ull - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
+        FormatInteger(out, spec, magnitude, v < 0, true);
+        return true;
+    }
+    case 'u':
+    case 'o':
+    case 'x':
+    case 'X':
+        if (spec.grouping) return FormatWithRuntime(out, spec, "ll", UnsignedArgument(spec.length, args)), true;
+        FormatInteger(out, spec, UnsignedArgument(spec.length, args), false, false);
+        return true;
+    case 'p': {
+        const void* pointer = va_arg(args, void*);
+        if (!pointer) return FormatText(out, spec, "(nil)", 5), true;
+        Spec hex = spec;
+        hex.plus = hex.space = false;
+        FormatInteger(out, hex, reinterpret_cast<std::uintptr_t>(pointer), false, false);
+        return true;
+    }
+    case 'c':
+        if (spec.length == Length::Long) return FormatWithRuntime(out, spec, "l", static_cast<wint_t>(va_arg(args, unsigned))), true;
+        {
+            const char c = static_cast<char>(va_arg(args, int));
+            FormatText(out, spec, &c, 1);
+        }
+        return true;
+    case 's':
+        if (spec.length == Length::Long) return FormatWithRuntime(out, spec, "l", va_arg(args, const wchar_t*)), true;
+        FormatCString(out, spec, va_arg(args, const char*));
+        return true;
+    case 'n': StoreCount(spec.length, args, out.Length()); return true;
+    case 'f':
+    case 'F':
+    case 'e':
+    case 'E':
+    case 'g':
+    case 'G':
+    case 'a':
+    case 'A':
+        if (spec.length == Length::LongDouble) {
+            FormatWithRuntime(out, spec, "L", va_arg(args, long double));
+        } else if (spec.conversion == 'a' || spec.conversion == 'A' || spec.grouping ||
+                   (spec.alt && (spec.conversion == 'g' || spec.conversion == 'G'))) {
+            FormatWithRuntime(out, spec, "", va_arg(args, double));
+        } else {
+            FormatDouble(out, spec, va_arg(args, double));
+        }
+        return true;
+    default: return false;
+    }
+}
+
+// Formats the whole text; `fallback` is an untouched copy of the arguments for the C runtime.
+void FormatAll(Sink& out, const char* format, va_list& args, va_list& fallback)
+{
+    if (!format) return;
+    bool consumed = false;
+    const char* p = format;
+    while (*p) {
+        if (*p != '%') {
+            const char* next = std::strchr(p, '%');
+            const std::size_t n = next ? static_cast<std::size_t>(next - p) : std::strlen(p);
+            out.Write(p, n);
+            p += n;
+            continue;
+        }
+        const char* start = p++;
+        if (*p == '%') {
+            out.Put('%');
+            ++p;
+            continue;
+        }
+
+        Spec spec;
+        const char* q = p;
+        while (*q >= '0' && *q <= '9') ++q;
+        if (*q == '$' && q != p) {
+            // Positional arguments need every type before the first is read: the C runtime does that.
+            if (!consumed) {
+                char local[256];
+                const int needed = std::vsnprintf(local, sizeof local, format, fallback);
+                if (needed <= 0) return;
+                if (static_cast<std::size_t>(needed) < sizeof local) return out.Write(local, static_cast<std::size_t>(needed));
+                std::string big(static_cast<std::size_t>(needed) + 1, '\0');
+                // The copy was used up by the first call; the caller's list is still untouched.
+                std::vsnprintf(big.data(), big.size(), format, args);
+                return out.Write(big.data(), static_cast<std::size_t>(needed));
+            }
+            out.Write(start, std::strlen(start)); // mixing positional and plain conversions: not formatted
+            return;
+        }
+
+        for (;; ++p) {
+            if (*p == '-') spec.left = true;
+            else if (*p == '+') spec.plus = true;
+            else if (*p == ' ') spec.space = true;
+            else if (*p == '#') spec.alt = true;
+            else if (*p == '0') spec.zero = true;
+            else if (*p == '\'') spec.grouping = true;
+            else break;
+        }
+        if (*p == '*') {
+            const int w = va_arg(args, int);
+            consumed = true;
+            if (w < 0) spec.left = true;
+            spec.width = w < 0 ? 0u - static_cast<unsigned>(w) : static_cast<unsigned>(w);
+            ++p;
+        } else {
+            p = ParseNumber(p, spec.width);
+        }
+        if (*p == '.') {
+            ++p;
+            if (*p == '*') {
+                const int precision = va_arg(args, int);
+                consumed = true;
+                spec.precision = precision < 0 ? -1 : precision;
+                ++p;
+            } else {
+                std::size_t precision;
+                p = ParseNumber(p, precision);
+                spec.precision = static_cast<int>(precision);
+            }
+        }
+        p = ParseLength(p, spec.length);
+        spec.conversion = *p;
+        if (spec.conversion && FormatConversion(out, spec, args)) {
+            consumed = true;
+            ++p;
+            continue;
+        }
+        // Unknown conversion: the text stands as it was written.
+        if (*p) ++p;
+        out.Write(start, static_cast<std::size_t>(p - start));
+    }
+}
+
+std::size_t FormatInto(char* buffer, std::size_t capacity, const char* format, va_list args)
+{
+    Sink out(buffer, capacity);
+    va_list own, fallback;
+    va_copy(own, args);
+    va_copy(fallback, args);
+    FormatAll(out, format, own, fallback);
+    va_end(fallback);
+    va_end(own);
+    return out.Length();
+}
+
+} // namespace
+
+int rvsnprintf(char* buffer, std::size_t size, const char* format, va_list args)
+{
+    const std::size_t capacity = (buffer && size) ? size - 1 : 0;
+    const std::size_t length = FormatInto(buffer, capacity, format, args);
+    if (buffer && size) buffer[std::min(length, capacity)] = '\0';
+    return length > static_cast<std::size_t>(INT_MAX) ? -1 : static_cast<int>(length);
+}
+
+String VSFormat(FormatString format, va_list args)
+{
+    // Most messages fit the working buffer; a longer one is formatted again at its exact size.
+    char local[192];
+    const std::size_t length = FormatInto(local, sizeof local, format, args);
+    if (length <= sizeof local) return String(local, length);
+    String result;
+    FormatInto(result.GetBufferSetLength(length), length, format, args);
+    return result;
+}
+
+String SFormat(FormatString format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    String result = VSFormat(format, args);
+    va_end(args);
+    return result;
+}
+
+} // namespace dovo
