@@ -30,8 +30,4 @@ long long FindNoCase(const char* text, std::size_t length, const char* needle, s
     return -1;
 }
 
-bool IsSpace(unsigned char c) { return std::isspace(c) != 0; }
-
-bool IsPrint(unsigned char c) { return std::isprint(c) != 0; }
-
 } // namespace dovo::codepage

@@ -1,6 +1,5 @@
 #include "core/CodePage.h"
 
-#include <mbctype.h>
 #include <mbstring.h>
 
 namespace dovo::codepage {
@@ -21,9 +20,5 @@ long long FindNoCase(const char* text, std::size_t length, const char* needle, s
         if (_mbsnbicmp(Bytes(text + i), Bytes(needle), needleLength) == 0) return static_cast<long long>(i);
     return -1;
 }
-
-bool IsSpace(unsigned char c) { return _ismbcspace(c) != 0; }
-
-bool IsPrint(unsigned char c) { return _ismbcprint(c) != 0; }
 
 } // namespace dovo::codepage

@@ -4,8 +4,9 @@
 // Linux and Windows (the Windows C runtime prints exponents, pointers and 64-bit lengths its own way).
 // It follows C99 printf: flags "-+ #0", width and precision with '*', the length modifiers
 // hh h l ll q j z t L and the Windows forms I64, I32 and I. Integers, strings, characters, pointers
-// and finite doubles are printed here; the rare rest (wide strings and characters, long double, %a,
-// the "'" flag, positional arguments) is handed to the C runtime's formatter.
+// and finite doubles are printed here, positional arguments ("%2$s") included; the rare rest (wide
+// strings and characters, long double, %a, the "'" flag) goes to the C runtime's formatter one
+// conversion at a time.
 
 #include <dovo/String.h>
 
@@ -62,6 +63,9 @@ struct Spec
     int precision = -1; // -1: none given
     Length length = Length::None;
     char conversion = 0;
+    // Positions of the arguments ("%2$d", "%*3$d"); 0 means the next one in order.
+    int argument = 0, widthArgument = 0, precisionArgument = 0;
+    bool widthFromArgument = false, precisionFromArgument = false;
 };
 
 // Pads a field of `body` bytes (after `prefix`) to the spec's width.
@@ -287,6 +291,16 @@ const char* ParseNumber(const char* p, std::size_t& value)
     return p;
 }
 
+// An argument position "n$"; returns p unchanged when there is none.
+const char* ParsePosition(const char* p, int& index)
+{
+    std::size_t n;
+    const char* q = ParseNumber(p, n);
+    if (q == p || *q != '$' || n == 0) return p;
+    index = static_cast<int>(n);
+    return q + 1;
+}
+
 const char* ParseLength(const char* p, Length& length)
 {
     switch (*p) {
@@ -309,59 +323,204 @@ const char* ParseLength(const char* p, Length& length)
     }
 }
 
-long long SignedArgument(Length length, va_list& args)
+// Parses a conversion after its '%'; returns the position of the conversion letter.
+const char* ParseSpec(const char* p, Spec& spec)
+{
+    p = ParsePosition(p, spec.argument);
+    for (;; ++p) {
+        if (*p == '-') spec.left = true;
+        else if (*p == '+') spec.plus = true;
+        else if (*p == ' ') spec.space = true;
+        else if (*p == '#') spec.alt = true;
+        else if (*p == '0') spec.zero = true;
+        else if (*p == '\'') spec.grouping = true;
+        else break;
+    }
+    if (*p == '*') {
+        spec.widthFromArgument = true;
+        p = ParsePosition(p + 1, spec.widthArgument);
+    } else {
+        p = ParseNumber(p, spec.width);
+    }
+    if (*p == '.') {
+        ++p;
+        if (*p == '*') {
+            spec.precisionFromArgument = true;
+            p = ParsePosition(p + 1, spec.precisionArgument);
+        } else {
+            std::size_t precision;
+            p = ParseNumber(p, precision);
+            spec.precision = static_cast<int>(precision);
+        }
+    }
+    p = ParseLength(p, spec.length);
+    spec.conversion = *p;
+    return p;
+}
+
+// Integers as the caller passed them, narrowed as the length modifier says.
+long long Narrow(long long v, Length length)
 {
     switch (length) {
-    case Length::Char: return static_cast<signed char>(va_arg(args, int));
-    case Length::Short: return static_cast<short>(va_arg(args, int));
-    case Length::Long: return va_arg(args, long);
-    case Length::LongLong:
-    case Length::Int64: return va_arg(args, long long);
-    case Length::IntMax: return va_arg(args, intmax_t);
-    case Length::Size:
-    case Length::PtrDiff: return va_arg(args, std::ptrdiff_t);
-    default: return va_arg(args, int);
+    case Length::Char: return static_cast<signed char>(v);
+    case Length::Short: return static_cast<short>(v);
+    case Length::Long: return static_cast<long>(v);
+    case Length::None:
+    case Length::Int32: return static_cast<int>(v);
+    default: return v;
     }
 }
 
-unsigned long long UnsignedArgument(Length length, va_list& args)
+unsigned long long NarrowUnsigned(long long v, Length length)
 {
     switch (length) {
-    case Length::Char: return static_cast<unsigned char>(va_arg(args, unsigned));
-    case Length::Short: return static_cast<unsigned short>(va_arg(args, unsigned));
-    case Length::Long: return va_arg(args, unsigned long);
-    case Length::LongLong:
-    case Length::Int64: return va_arg(args, unsigned long long);
-    case Length::IntMax: return va_arg(args, uintmax_t);
-    case Length::Size:
-    case Length::PtrDiff: return va_arg(args, std::size_t);
-    default: return va_arg(args, unsigned);
+    case Length::Char: return static_cast<unsigned char>(v);
+    case Length::Short: return static_cast<unsigned short>(v);
+    case Length::Long: return static_cast<unsigned long>(v);
+    case Length::None:
+    case Length::Int32: return static_cast<unsigned>(v);
+    default: return static_cast<unsigned long long>(v);
     }
 }
 
-void StoreCount(Length length, va_list& args, std::size_t count)
+// How an argument travels through "...".
+enum class Passed : unsigned char { Missing, Int, Long, LongLong, IntMax, Size, Double, LongDouble, Pointer };
+
+Passed PassedAs(const Spec& spec)
 {
-    switch (length) {
-    case Length::Char: *va_arg(args, signed char*) = static_cast<signed char>(count); break;
-    case Length::Short: *va_arg(args, short*) = static_cast<short>(count); break;
-    case Length::Long: *va_arg(args, long*) = static_cast<long>(count); break;
-    case Length::LongLong:
-    case Length::Int64: *va_arg(args, long long*) = static_cast<long long>(count); break;
-    case Length::IntMax: *va_arg(args, intmax_t*) = static_cast<intmax_t>(count); break;
-    case Length::Size:
-    case Length::PtrDiff: *va_arg(args, std::ptrdiff_t*) = static_cast<std::ptrdiff_t>(count); break;
-    default: *va_arg(args, int*) = static_cast<int>(count); break;
+    switch (spec.conversion) {
+    case 'd': case 'i': case 'o': case 'u': case 'x': case 'X': case 'c':
+        switch (spec.length) {
+        case Length::Long: return spec.conversion == 'c' ? Passed::Int : Passed::Long;
+        case Length::LongLong:
+        case Length::Int64: return Passed::LongLong;
+        case Length::IntMax: return Passed::IntMax;
+        case Length::Size:
+        case Length::PtrDiff: return Passed::Size;
+        default: return Passed::Int;
+        }
+    case 's': case 'p': case 'n': return Passed::Pointer;
+    case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A':
+        return spec.length == Length::LongDouble ? Passed::LongDouble : Passed::Double;
+    default: return Passed::Missing;
     }
 }
 
-// Formats one conversion whose spec has been parsed; returns false if the conversion is unknown.
-bool FormatConversion(Sink& out, Spec& spec, va_list& args)
+// Arguments read in the order of the conversions: the usual case.
+class SequentialArguments
 {
+public:
+    explicit SequentialArguments(va_list& args) : m_args(args) {}
+    int Int(int) { return va_arg(m_args, int); }
+    long long Integer(Passed passed, int)
+    {
+        switch (passed) {
+        case Passed::Long: return va_arg(m_args, long);
+        case Passed::LongLong: return va_arg(m_args, long long);
+        case Passed::IntMax: return va_arg(m_args, intmax_t);
+        case Passed::Size: return va_arg(m_args, std::ptrdiff_t);
+        default: return va_arg(m_args, int);
+        }
+    }
+    double Double(int) { return va_arg(m_args, double); }
+    long double LongDouble(int) { return va_arg(m_args, long double); }
+    void* Pointer(int) { return va_arg(m_args, void*); }
+
+private:
+    va_list& m_args;
+};
+
+// Arguments named by position ("%2$s"): every type is known from the format before the first is read.
+class PositionalArguments
+{
+public:
+    static constexpr int kMax = 64;
+
+    PositionalArguments(const char* format, va_list& args)
+    {
+        for (const char* p = std::strchr(format, '%'); p; p = std::strchr(p, '%')) {
+            if (*++p == '%') {
+                ++p;
+                continue;
+            }
+            Spec spec;
+            p = ParseSpec(p, spec);
+            // Conversions without a position have none to read in this form: they print as zero.
+            if (spec.widthFromArgument) Note(spec.widthArgument, Passed::Int);
+            if (spec.precisionFromArgument) Note(spec.precisionArgument, Passed::Int);
+            Note(spec.argument, PassedAs(spec));
+            if (*p) ++p;
+        }
+        // Read in order up to the first position the format never names: its type is unknown.
+        for (int i = 0; i < kMax && m_passed[i] != Passed::Missing; ++i) {
+            Value& v = m_values[i];
+            switch (m_passed[i]) {
+            case Passed::Double: v.d = va_arg(args, double); break;
+            case Passed::LongDouble: v.ld = va_arg(args, long double); break;
+            case Passed::Pointer: v.p = va_arg(args, void*); break;
+            default: v.i = SequentialArguments(args).Integer(m_passed[i], 0); break;
+            }
+            m_read = i + 1;
+        }
+    }
+    int Int(int index) { return static_cast<int>(Get(index).i); }
+    long long Integer(Passed, int index) { return Get(index).i; }
+    double Double(int index) { return Get(index).d; }
+    long double LongDouble(int index) { return Get(index).ld; }
+    void* Pointer(int index) { return Get(index).p; }
+
+private:
+    union Value
+    {
+        long long i;
+        double d;
+        long double ld;
+        void* p;
+    };
+
+    void Note(int index, Passed passed)
+    {
+        if (index >= 1 && index <= kMax && passed != Passed::Missing) m_passed[index - 1] = passed;
+    }
+    const Value& Get(int index)
+    {
+        static const Value missing{};
+        return index >= 1 && index <= m_read ? m_values[index - 1] : missing;
+    }
+
+    Passed m_passed[kMax] = {};
+    Value m_values[kMax] = {};
+    int m_read = 0;
+};
+
+template <typename Arguments>
+void StoreCount(Length length, Arguments& args, int index, std::size_t count)
+{
+    void* target = args.Pointer(index);
+    if (!target) return;
+    switch (length) {
+    case Length::Char: *static_cast<signed char*>(target) = static_cast<signed char>(count); break;
+    case Length::Short: *static_cast<short*>(target) = static_cast<short>(count); break;
+    case Length::Long: *static_cast<long*>(target) = static_cast<long>(count); break;
+    case Length::LongLong:
+    case Length::Int64: *static_cast<long long*>(target) = static_cast<long long>(count); break;
+    case Length::IntMax: *static_cast<intmax_t*>(target) = static_cast<intmax_t>(count); break;
+    case Length::Size:
+    case Length::PtrDiff: *static_cast<std::ptrdiff_t*>(target) = static_cast<std::ptrdiff_t>(count); break;
+    default: *static_cast<int*>(target) = static_cast<int>(count); break;
+    }
+}
+
+// Formats one parsed conversion; returns false if the conversion letter is unknown.
+template <typename Arguments>
+bool FormatConversion(Sink& out, const Spec& spec, Arguments& args)
+{
+    const int at = spec.argument;
     switch (spec.conversion) {
     case 'd':
     case 'i': {
-        if (spec.grouping) return FormatWithRuntime(out, spec, "ll", SignedArgument(spec.length, args)), true;
-        const long long v = SignedArgument(spec.length, args);
+        const long long v = Narrow(args.Integer(PassedAs(spec), at), spec.length);
+        if (spec.grouping) return FormatWithRuntime(out, spec, "ll", v), true;
         const unsigned long long magnitude =
             v < 0 ? 0ull - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
         FormatInteger(out, spec, magnitude, v < 0, true);
@@ -370,30 +529,32 @@ bool FormatConversion(Sink& out, Spec& spec, va_list& args)
     case 'u':
     case 'o':
     case 'x':
-    case 'X':
-        if (spec.grouping) return FormatWithRuntime(out, spec, "ll", UnsignedArgument(spec.length, args)), true;
-        FormatInteger(out, spec, UnsignedArgument(spec.length, args), false, false);
-        return true;
-    case 'p': {
-        const void* pointer = va_arg(args, void*);
-        if (!pointer) return FormatText(out, spec, "(nil)", 5), true;
-        Spec hex = spec;
-        hex.plus = hex.space = false;
-        FormatInteger(out, hex, reinterpret_cast<std::uintptr_t>(pointer), false, false);
+    case 'X': {
+        const unsigned long long v = NarrowUnsigned(args.Integer(PassedAs(spec), at), spec.length);
+        if (spec.grouping) return FormatWithRuntime(out, spec, "ll", v), true;
+        FormatInteger(out, spec, v, false, false);
         return true;
     }
-    case 'c':
-        if (spec.length == Length::Long) return FormatWithRuntime(out, spec, "l", static_cast<wint_t>(va_arg(args, unsigned))), true;
-        {
-            const char c = static_cast<char>(va_arg(args, int));
-            FormatText(out, spec, &c, 1);
-        }
+    case 'p': {
+        const void* pointer = args.Pointer(at);
+        if (!pointer) return FormatText(out, spec, "(nil)", 5), true;
+        FormatInteger(out, spec, reinterpret_cast<std::uintptr_t>(pointer), false, false);
         return true;
-    case 's':
-        if (spec.length == Length::Long) return FormatWithRuntime(out, spec, "l", va_arg(args, const wchar_t*)), true;
-        FormatCString(out, spec, va_arg(args, const char*));
+    }
+    case 'c': {
+        const int v = args.Int(at);
+        if (spec.length == Length::Long) return FormatWithRuntime(out, spec, "l", static_cast<wint_t>(v)), true;
+        const char c = static_cast<char>(v);
+        FormatText(out, spec, &c, 1);
         return true;
-    case 'n': StoreCount(spec.length, args, out.Length()); return true;
+    }
+    case 's': {
+        const void* text = args.Pointer(at);
+        if (spec.length == Length::Long) return FormatWithRuntime(out, spec, "l", static_cast<const wchar_t*>(text)), true;
+        FormatCString(out, spec, static_cast<const char*>(text));
+        return true;
+    }
+    case 'n': StoreCount(spec.length, args, at, out.Length()); return true;
     case 'f':
     case 'F':
     case 'e':
@@ -403,24 +564,21 @@ bool FormatConversion(Sink& out, Spec& spec, va_list& args)
     case 'a':
     case 'A':
         if (spec.length == Length::LongDouble) {
-            FormatWithRuntime(out, spec, "L", va_arg(args, long double));
+            FormatWithRuntime(out, spec, "L", args.LongDouble(at));
         } else if (spec.conversion == 'a' || spec.conversion == 'A' || spec.grouping ||
                    (spec.alt && (spec.conversion == 'g' || spec.conversion == 'G'))) {
-            FormatWithRuntime(out, spec, "", va_arg(args, double));
+            FormatWithRuntime(out, spec, "", args.Double(at));
         } else {
-            FormatDouble(out, spec, va_arg(args, double));
+            FormatDouble(out, spec, args.Double(at));
         }
         return true;
     default: return false;
     }
 }
 
-// Formats the whole text; `fallback` is an untouched copy of the arguments for the C runtime.
-void FormatAll(Sink& out, const char* format, va_list& args, va_list& fallback)
+template <typename Arguments>
+void FormatAll(Sink& out, const char* p, Arguments& args)
 {
-    if (!format) return;
-    bool consumed = false;
-    const char* p = format;
     while (*p) {
         if (*p != '%') {
             const char* next = std::strchr(p, '%');
@@ -435,61 +593,18 @@ void FormatAll(Sink& out, const char* format, va_list& args, va_list& fallback)
             ++p;
             continue;
         }
-
         Spec spec;
-        const char* q = p;
-        while (*q >= '0' && *q <= '9') ++q;
-        if (*q == '$' && q != p) {
-            // Positional arguments need every type before the first is read: the C runtime does that.
-            if (!consumed) {
-                char local[256];
-                const int needed = std::vsnprintf(local, sizeof local, format, fallback);
-                if (needed <= 0) return;
-                if (static_cast<std::size_t>(needed) < sizeof local) return out.Write(local, static_cast<std::size_t>(needed));
-                std::string big(static_cast<std::size_t>(needed) + 1, '\0');
-                // The copy was used up by the first call; the caller's list is still untouched.
-                std::vsnprintf(big.data(), big.size(), format, args);
-                return out.Write(big.data(), static_cast<std::size_t>(needed));
-            }
-            out.Write(start, std::strlen(start)); // mixing positional and plain conversions: not formatted
-            return;
-        }
-
-        for (;; ++p) {
-            if (*p == '-') spec.left = true;
-            else if (*p == '+') spec.plus = true;
-            else if (*p == ' ') spec.space = true;
-            else if (*p == '#') spec.alt = true;
-            else if (*p == '0') spec.zero = true;
-            else if (*p == '\'') spec.grouping = true;
-            else break;
-        }
-        if (*p == '*') {
-            const int w = va_arg(args, int);
-            consumed = true;
+        p = ParseSpec(p, spec);
+        if (spec.widthFromArgument) {
+            const int w = args.Int(spec.widthArgument);
             if (w < 0) spec.left = true;
             spec.width = w < 0 ? 0u - static_cast<unsigned>(w) : static_cast<unsigned>(w);
-            ++p;
-        } else {
-            p = ParseNumber(p, spec.width);
         }
-        if (*p == '.') {
-            ++p;
-            if (*p == '*') {
-                const int precision = va_arg(args, int);
-                consumed = true;
-                spec.precision = precision < 0 ? -1 : precision;
-                ++p;
-            } else {
-                std::size_t precision;
-                p = ParseNumber(p, precision);
-                spec.precision = static_cast<int>(precision);
-            }
+        if (spec.precisionFromArgument) {
+            const int precision = args.Int(spec.precisionArgument);
+            spec.precision = precision < 0 ? -1 : precision;
         }
-        p = ParseLength(p, spec.length);
-        spec.conversion = *p;
         if (spec.conversion && FormatConversion(out, spec, args)) {
-            consumed = true;
             ++p;
             continue;
         }
@@ -502,11 +617,16 @@ void FormatAll(Sink& out, const char* format, va_list& args, va_list& fallback)
 std::size_t FormatInto(char* buffer, std::size_t capacity, const char* format, va_list args)
 {
     Sink out(buffer, capacity);
-    va_list own, fallback;
+    if (!format) return 0;
+    va_list own;
     va_copy(own, args);
-    va_copy(fallback, args);
-    FormatAll(out, format, own, fallback);
-    va_end(fallback);
+    if (std::strchr(format, '$')) {
+        PositionalArguments positional(format, own);
+        FormatAll(out, format, positional);
+    } else {
+        SequentialArguments sequential(own);
+        FormatAll(out, format, sequential);
+    }
     va_end(own);
     return out.Length();
 }
