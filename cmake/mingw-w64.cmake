@@ -10,7 +10,8 @@ set(CMAKE_FIND_ROOT_PATH /usr/${_triple})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# Packages such as an installed Dovo may sit anywhere: CMAKE_PREFIX_PATH finds them.
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 
 # The compiler's runtime DLLs: installed beside dovo.dll, and found by Wine through WINEPATH.
 set(DOVO_MINGW_RUNTIME_DLLS)

@@ -1,4 +1,5 @@
 # Public headers: every one is listed for the stand-alone compile check, and none includes an OS header.
+cmake_policy(SET CMP0057 NEW)
 file(GLOB headers RELATIVE "${SOURCE_DIR}/include/dovo" "${SOURCE_DIR}/include/dovo/*.h")
 set(failed FALSE)
 foreach(h IN LISTS headers)
