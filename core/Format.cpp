@@ -21,6 +21,7 @@
 #include <cstring>
 #include <cwchar>
 #include <string>
+#include <type_traits>
 
 namespace dovo {
 namespace {
@@ -66,6 +67,7 @@ struct Spec
     // Positions of the arguments ("%2$d", "%*3$d"); 0 means the next one in order.
     int argument = 0, widthArgument = 0, precisionArgument = 0;
     bool widthFromArgument = false, precisionFromArgument = false;
+    bool plain = false; // no flags, width or precision: the common "%d"
 };
 
 // Pads a field of `body` bytes (after `prefix`) to the spec's width.
@@ -93,6 +95,21 @@ char* UnsignedDigits(char* end, unsigned long long v, int base, bool upper)
 {
     char* p = end;
     if (base == 10) {
+        // Most numbers fit 32 bits, where the divisions are cheaper.
+        while (v > 0xFFFFFFFFu) {
+            const unsigned i = static_cast<unsigned>(v % 100) * 2;
+            v /= 100;
+            *--p = kDigitPairs[i + 1];
+            *--p = kDigitPairs[i];
+        }
+        auto small = static_cast<unsigned>(v);
+        while (small >= 100) {
+            const unsigned i = small % 100 * 2;
+            small /= 100;
+            *--p = kDigitPairs[i + 1];
+            *--p = kDigitPairs[i];
+        }
+        v = small;
         while (v >= 100) {
             const unsigned i = static_cast<unsigned>(v % 100) * 2;
             v /= 100;
@@ -120,6 +137,13 @@ char* UnsignedDigits(char* end, unsigned long long v, int base, bool upper)
 void FormatInteger(Sink& out, const Spec& spec, unsigned long long magnitude, bool negative, bool isSigned)
 {
     const char c = spec.conversion;
+    if (spec.plain && (c == 'd' || c == 'i' || c == 'u')) {
+        char buffer[24];
+        char* end = buffer + sizeof buffer;
+        char* digits = UnsignedDigits(end, magnitude, 10, false);
+        if (negative) *--digits = '-';
+        return out.Write(digits, static_cast<std::size_t>(end - digits));
+    }
     const int base = (c == 'o') ? 8 : (c == 'x' || c == 'X' || c == 'p') ? 16 : 10;
     char buffer[32];
     char* end = buffer + sizeof buffer;
@@ -355,8 +379,12 @@ const char* ParseSpec(const char* p, Spec& spec)
     }
     p = ParseLength(p, spec.length);
     spec.conversion = *p;
+    spec.plain = !(spec.left || spec.plus || spec.space || spec.alt || spec.zero || spec.grouping || spec.width ||
+                   spec.widthFromArgument || spec.precisionFromArgument || spec.precision >= 0);
     return p;
 }
+
+bool Positional(const Spec& spec) { return spec.argument || spec.widthArgument || spec.precisionArgument; }
 
 // Integers as the caller passed them, narrowed as the length modifier says.
 long long Narrow(long long v, Length length)
@@ -576,9 +604,13 @@ bool FormatConversion(Sink& out, const Spec& spec, Arguments& args)
     }
 }
 
+// Formats the whole text. Returns false, having read no argument, when the first conversion names
+// its argument's position: then the caller formats again with every argument's type known.
 template <typename Arguments>
-void FormatAll(Sink& out, const char* p, Arguments& args)
+bool FormatAll(Sink& out, const char* p, Arguments& args)
 {
+    const bool sequential = std::is_same_v<Arguments, SequentialArguments>;
+    bool first = true;
     while (*p) {
         if (*p != '%') {
             const char* next = std::strchr(p, '%');
@@ -595,6 +627,8 @@ void FormatAll(Sink& out, const char* p, Arguments& args)
         }
         Spec spec;
         p = ParseSpec(p, spec);
+        if (sequential && first && Positional(spec)) return false;
+        first = false;
         if (spec.widthFromArgument) {
             const int w = args.Int(spec.widthArgument);
             if (w < 0) spec.left = true;
@@ -612,23 +646,26 @@ void FormatAll(Sink& out, const char* p, Arguments& args)
         if (*p) ++p;
         out.Write(start, static_cast<std::size_t>(p - start));
     }
+    return true;
 }
 
 std::size_t FormatInto(char* buffer, std::size_t capacity, const char* format, va_list args)
 {
-    Sink out(buffer, capacity);
     if (!format) return 0;
+    Sink out(buffer, capacity);
     va_list own;
     va_copy(own, args);
-    if (std::strchr(format, '$')) {
-        PositionalArguments positional(format, own);
-        FormatAll(out, format, positional);
-    } else {
-        SequentialArguments sequential(own);
-        FormatAll(out, format, sequential);
-    }
+    SequentialArguments sequential(own);
+    const bool done = FormatAll(out, format, sequential);
     va_end(own);
-    return out.Length();
+    if (done) return out.Length();
+
+    Sink again(buffer, capacity);
+    va_copy(own, args);
+    PositionalArguments positional(format, own);
+    FormatAll(again, format, positional);
+    va_end(own);
+    return again.Length();
 }
 
 } // namespace
@@ -643,8 +680,8 @@ int rvsnprintf(char* buffer, std::size_t size, const char* format, va_list args)
 
 String VSFormat(FormatString format, va_list args)
 {
-    // Most messages fit the working buffer; a longer one is formatted again at its exact size.
-    char local[192];
+    // Nearly every message fits the working buffer; a longer one is formatted again at its exact size.
+    char local[512];
     const std::size_t length = FormatInto(local, sizeof local, format, args);
     if (length <= sizeof local) return String(local, length);
     String result;

@@ -4,8 +4,10 @@
 
 #include "core/CodePage.h"
 
-#include <boost/algorithm/string/replace.hpp>
+#include <boost/algorithm/string/find_format.hpp>
+#include <boost/algorithm/string/formatter.hpp>
 #include <boost/algorithm/string/trim.hpp>
+#include <boost/range/iterator_range.hpp>
 
 #include <algorithm>
 #include <cctype>
@@ -15,7 +17,43 @@ namespace dovo {
 
 namespace {
 constexpr auto npos = std::string::npos;
-}
+
+// A finder for Boost's find-and-format algorithms that matches case-insensitively under a locale, as
+// Boost's own does (bytes compared upper-cased), but through one folding table made per search
+// instead of a locale call per byte.
+class NoCaseFinder
+{
+public:
+    NoCaseFinder(const std::string& needle, const std::locale& locale)
+    {
+        for (int c = 0; c < 256; ++c) m_fold[c] = static_cast<char>(c);
+        std::use_facet<std::ctype<char>>(locale).toupper(m_fold, m_fold + 256);
+        m_needle.reserve(needle.size());
+        for (char c : needle) m_needle += Fold(c);
+    }
+
+    template <typename Iterator>
+    boost::iterator_range<Iterator> operator()(Iterator begin, Iterator end) const
+    {
+        const std::size_t n = m_needle.size();
+        if (n == 0 || static_cast<std::size_t>(end - begin) < n) return {end, end};
+        const Iterator last = end - static_cast<std::ptrdiff_t>(n - 1);
+        for (Iterator i = begin; i != last; ++i) {
+            if (Fold(*i) != m_needle[0]) continue;
+            std::size_t k = 1;
+            while (k < n && Fold(i[static_cast<std::ptrdiff_t>(k)]) == m_needle[k]) ++k;
+            if (k == n) return {i, i + static_cast<std::ptrdiff_t>(n)};
+        }
+        return {end, end};
+    }
+
+private:
+    char Fold(char c) const { return m_fold[static_cast<unsigned char>(c)]; }
+
+    char m_fold[256];
+    std::string m_needle;
+};
+} // namespace
 
 String& String::Insert(std::size_t pos, const String& text)
 {
@@ -44,7 +82,9 @@ String& String::Replace(const String& old, const String& with, bool caseSensitiv
 {
     if (old.Empty()) return *this;
     if (!caseSensitive) {
-        boost::algorithm::ireplace_all(m_text, old.m_text, with.m_text, std::locale());
+        const NoCaseFinder finder(old.m_text, std::locale());
+        if (finder(m_text.begin(), m_text.end()).empty()) return *this;
+        m_text = boost::algorithm::find_format_all_copy(m_text, finder, boost::algorithm::const_formatter(with.m_text));
         return *this;
     }
     std::size_t p = m_text.find(old.m_text);

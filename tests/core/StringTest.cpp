@@ -258,6 +258,11 @@ TEST(String, Editing)
     s = "Hello HELLO hello";
     EXPECT_EQ(s.Replace("hello", "bye", false), "bye bye bye");
     EXPECT_EQ(s.Replace("BYE", "", false), "  ");
+    s = "AaA";
+    EXPECT_EQ(s.Replace("aa", "b", false), "bA");
+    s = "xX";
+    EXPECT_EQ(s.Replace("XXX", "y", false), "xX");
+    EXPECT_EQ(s.Replace("x", "Xx", false), "XxXx");
 
     s = "a,b;c";
     EXPECT_EQ(s.ReplaceAny(",;", " / "), "a / b / c");
