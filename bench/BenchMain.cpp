@@ -53,8 +53,8 @@ int main(int argc, char** argv)
     benchmark::Initialize(&argc, argv, PrintHelp);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
 
-    dovo::bench::RatioReporter reporter(std::unique_ptr<benchmark::BenchmarkReporter>(
-        benchmark::CreateDefaultDisplayReporter()));
+    dovo::bench::RatioReporter reporter(
+        std::unique_ptr<benchmark::BenchmarkReporter>(benchmark::CreateDefaultDisplayReporter()));
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 

@@ -111,8 +111,9 @@ int RatioReporter::PrintTable(std::ostream& out) const
 {
     // Shuffled repetitions report out of order: the table follows the order of registration.
     std::vector<std::string> order = m_order;
-    std::stable_sort(order.begin(), order.end(),
-                     [&](const std::string& a, const std::string& b) { return m_times.at(a).family < m_times.at(b).family; });
+    std::stable_sort(order.begin(), order.end(), [&](const std::string& a, const std::string& b) {
+        return m_times.at(a).family < m_times.at(b).family;
+    });
     std::vector<Group> groups;
     for (const std::string& name : order) {
         const std::size_t slash = name.rfind('/');
@@ -158,8 +159,8 @@ int RatioReporter::PrintTable(std::ostream& out) const
         const Group& g = groups[i];
         out << Pad(g.name, nameWidth) << "  " << Pad(g.dovo > 0 ? Duration(g.dovo) : "-", 10, true) << "  "
             << Pad(ratioTexts[i], ratiosWidth) << "  ";
-        const auto best = std::min_element(g.peers.begin(), g.peers.end(),
-                                           [](const Peer& a, const Peer& b) { return a.ns < b.ns; });
+        const auto best =
+            std::min_element(g.peers.begin(), g.peers.end(), [](const Peer& a, const Peer& b) { return a.ns < b.ns; });
         const double aim = AimOf(g.name);
         if (best == g.peers.end() || g.dovo <= 0 || best->ns <= 0) {
             out << Pad("-", 8) << "  " << Pad("-", 7, true) << "  " << Pad(Fixed(aim, 2), 5, true);

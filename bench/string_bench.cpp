@@ -104,7 +104,8 @@ void RegisterSearch(const std::string& group, const SearchCase& c, bool noCase)
     if (expected < 0) std::abort(); // the data must hold the needle
     const dovo::String text(c.text), needle(c.needle);
     benchmark::RegisterBenchmark((group + "/dovo").c_str(), [=](benchmark::State& state) {
-        TimeSearch(state, expected, [&] { return static_cast<long>(noCase ? text.FindNoCase(needle) : text.Find(needle)); });
+        TimeSearch(state, expected,
+                   [&] { return static_cast<long>(noCase ? text.FindNoCase(needle) : text.Find(needle)); });
     });
     benchmark::RegisterBenchmark((group + "/std").c_str(), [=](benchmark::State& state) {
         TimeSearch(state, expected, [&] { return noCase ? StdFindNoCase(c) : StdFind(c); });
@@ -209,7 +210,10 @@ struct MixedArgs
     double seconds;
     unsigned percent;
 };
-MixedArgs Mixed(unsigned i) { return {"backup", 1000 + static_cast<int>(i & 1023), 0.5 + (i & 1023) * 0.0137, i % 101}; }
+MixedArgs Mixed(unsigned i)
+{
+    return {"backup", 1000 + static_cast<int>(i & 1023), 0.5 + (i & 1023) * 0.0137, i % 101};
+}
 
 struct IntArgs
 {
@@ -260,14 +264,32 @@ struct FormatCase
 };
 
 const FormatCase kMixed{
-    [](unsigned i) { const auto a = Mixed(i); return SnprintfString(MIXED_C, a.name, a.count, a.seconds, a.percent); },
-    [](unsigned i) { const auto a = Mixed(i); return dovo::SFormat(MIXED_C, a.name, a.count, a.seconds, a.percent); },
-    [](unsigned i) { const auto a = Mixed(i); return fmt::format(MIXED_FMT, a.name, a.count, a.seconds, a.percent); },
+    [](unsigned i) {
+        const auto a = Mixed(i);
+        return SnprintfString(MIXED_C, a.name, a.count, a.seconds, a.percent);
+    },
+    [](unsigned i) {
+        const auto a = Mixed(i);
+        return dovo::SFormat(MIXED_C, a.name, a.count, a.seconds, a.percent);
+    },
+    [](unsigned i) {
+        const auto a = Mixed(i);
+        return fmt::format(MIXED_FMT, a.name, a.count, a.seconds, a.percent);
+    },
 };
 const FormatCase kInts{
-    [](unsigned i) { const auto a = Ints(i); return SnprintfString("%d %d %d", a.a, a.b, a.c); },
-    [](unsigned i) { const auto a = Ints(i); return dovo::SFormat("%d %d %d", a.a, a.b, a.c); },
-    [](unsigned i) { const auto a = Ints(i); return fmt::format("{} {} {}", a.a, a.b, a.c); },
+    [](unsigned i) {
+        const auto a = Ints(i);
+        return SnprintfString("%d %d %d", a.a, a.b, a.c);
+    },
+    [](unsigned i) {
+        const auto a = Ints(i);
+        return dovo::SFormat("%d %d %d", a.a, a.b, a.c);
+    },
+    [](unsigned i) {
+        const auto a = Ints(i);
+        return fmt::format("{} {} {}", a.a, a.b, a.c);
+    },
 };
 const FormatCase kStrings{
     [](unsigned i) { return SnprintfString("%s/%s", kDirectories[i % 3], kFiles[i % 3]); },
@@ -297,7 +319,8 @@ void TimeFormat(benchmark::State& state, const FormatCase& c, Make make)
 {
     for (unsigned i : {0u, 1u, 2u, 777u, 4096u}) {
         const std::string expected = c.snprintf(i);
-        if (Text(make(i)) != expected) return state.SkipWithError(("gives something else than \"" + expected + "\"").c_str());
+        if (Text(make(i)) != expected)
+            return state.SkipWithError(("gives something else than \"" + expected + "\"").c_str());
     }
     unsigned i = 0;
     for (auto _ : state) {
@@ -308,9 +331,12 @@ void TimeFormat(benchmark::State& state, const FormatCase& c, Make make)
 
 void RegisterFormat(const std::string& group, const FormatCase& c)
 {
-    benchmark::RegisterBenchmark((group + "/dovo").c_str(), [&c](benchmark::State& state) { TimeFormat(state, c, c.dovo); });
-    benchmark::RegisterBenchmark((group + "/snprintf").c_str(), [&c](benchmark::State& state) { TimeFormat(state, c, c.snprintf); });
-    benchmark::RegisterBenchmark((group + "/fmt").c_str(), [&c](benchmark::State& state) { TimeFormat(state, c, c.fmt); });
+    benchmark::RegisterBenchmark((group + "/dovo").c_str(),
+                                 [&c](benchmark::State& state) { TimeFormat(state, c, c.dovo); });
+    benchmark::RegisterBenchmark((group + "/snprintf").c_str(),
+                                 [&c](benchmark::State& state) { TimeFormat(state, c, c.snprintf); });
+    benchmark::RegisterBenchmark((group + "/fmt").c_str(),
+                                 [&c](benchmark::State& state) { TimeFormat(state, c, c.fmt); });
 }
 
 [[maybe_unused]] const bool registered = [] {
@@ -319,7 +345,8 @@ void RegisterFormat(const std::string& group, const FormatCase& c)
     RegisterSearch("FindNoCase/long", {Log(), "CONNECTION reset BY Peer"}, true);
     RegisterSearch("FindNoCase/short", {kShort, "accept"}, true);
     RegisterReplace("ReplaceNoCase/long", {Log(), "error", "warning"});
-    RegisterReplace("ReplaceNoCase/short", {"Disk Error on /dev/sda: error count 3, last ERROR at boot", "error", "fault"});
+    RegisterReplace("ReplaceNoCase/short",
+                    {"Disk Error on /dev/sda: error count 3, last ERROR at boot", "error", "fault"});
     RegisterFormat("SFormat/mixed", kMixed);
     RegisterFormat("SFormat/ints", kInts);
     RegisterFormat("SFormat/strings", kStrings);

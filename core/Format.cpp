@@ -203,9 +203,8 @@ void FormatCString(Sink& out, const Spec& spec, const char* text)
 char DecimalPoint()
 {
     const lconv* conventions = std::localeconv();
-    return conventions && conventions->decimal_point && conventions->decimal_point[0]
-               ? conventions->decimal_point[0]
-               : '.';
+    return conventions && conventions->decimal_point && conventions->decimal_point[0] ? conventions->decimal_point[0]
+                                                                                      : '.';
 }
 
 void FormatDouble(Sink& out, const Spec& spec, double value)
@@ -417,7 +416,13 @@ enum class Passed : unsigned char { Missing, Int, Long, LongLong, IntMax, Size, 
 Passed PassedAs(const Spec& spec)
 {
     switch (spec.conversion) {
-    case 'd': case 'i': case 'o': case 'u': case 'x': case 'X': case 'c':
+    case 'd':
+    case 'i':
+    case 'o':
+    case 'u':
+    case 'x':
+    case 'X':
+    case 'c':
         switch (spec.length) {
         case Length::Long: return spec.conversion == 'c' ? Passed::Int : Passed::Long;
         case Length::LongLong:
@@ -427,9 +432,17 @@ Passed PassedAs(const Spec& spec)
         case Length::PtrDiff: return Passed::Size;
         default: return Passed::Int;
         }
-    case 's': case 'p': case 'n': return Passed::Pointer;
-    case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A':
-        return spec.length == Length::LongDouble ? Passed::LongDouble : Passed::Double;
+    case 's':
+    case 'p':
+    case 'n': return Passed::Pointer;
+    case 'f':
+    case 'F':
+    case 'e':
+    case 'E':
+    case 'g':
+    case 'G':
+    case 'a':
+    case 'A': return spec.length == Length::LongDouble ? Passed::LongDouble : Passed::Double;
     default: return Passed::Missing;
     }
 }
@@ -498,8 +511,7 @@ public:
     void* Pointer(int index) { return Get(index).p; }
 
 private:
-    union Value
-    {
+    union Value {
         long long i;
         double d;
         long double ld;
@@ -578,7 +590,8 @@ bool FormatConversion(Sink& out, const Spec& spec, Arguments& args)
     }
     case 's': {
         const void* text = args.Pointer(at);
-        if (spec.length == Length::Long) return FormatWithRuntime(out, spec, "l", static_cast<const wchar_t*>(text)), true;
+        if (spec.length == Length::Long)
+            return FormatWithRuntime(out, spec, "l", static_cast<const wchar_t*>(text)), true;
         FormatCString(out, spec, static_cast<const char*>(text));
         return true;
     }

@@ -146,7 +146,8 @@ int String::Find(const String& s, std::size_t start) const { return ToInt(m_text
 int String::FindNoCase(const String& s, std::size_t start) const
 {
     if (Empty() || s.Empty() || start >= m_text.size()) return -1;
-    return static_cast<int>(codepage::FindNoCase(m_text.data(), m_text.size(), s.m_text.data(), s.m_text.size(), start));
+    return static_cast<int>(
+        codepage::FindNoCase(m_text.data(), m_text.size(), s.m_text.data(), s.m_text.size(), start));
 }
 
 int String::ReverseFind(const String& s, int start) const
@@ -183,10 +184,7 @@ bool String::StartsWithOneOf(const String& chars) const
     return !Empty() && chars.m_text.find(m_text.front()) != npos;
 }
 
-bool String::EndsWithOneOf(const String& chars) const
-{
-    return !Empty() && chars.m_text.find(m_text.back()) != npos;
-}
+bool String::EndsWithOneOf(const String& chars) const { return !Empty() && chars.m_text.find(m_text.back()) != npos; }
 
 String String::Left(std::size_t n) const { return m_text.substr(0, n); }
 

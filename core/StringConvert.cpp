@@ -36,7 +36,8 @@ ParsedInteger ParseInteger(const char* p, int base)
     if (base != 0 && (base < 2 || base > 36)) return result;
     while (std::isspace(static_cast<unsigned char>(*p))) ++p;
     if (*p == '+' || *p == '-') result.negative = *p++ == '-';
-    const bool hexPrefix = p[0] == '0' && (p[1] == 'x' || p[1] == 'X') && std::isxdigit(static_cast<unsigned char>(p[2]));
+    const bool hexPrefix =
+        p[0] == '0' && (p[1] == 'x' || p[1] == 'X') && std::isxdigit(static_cast<unsigned char>(p[2]));
     if (base == 0) base = hexPrefix ? 16 : (p[0] == '0' ? 8 : 10);
     if (base == 16 && hexPrefix) p += 2;
     for (int d; (d = DigitValue(static_cast<unsigned char>(*p))) < base; ++p) {
@@ -134,10 +135,7 @@ bool String::Bool() const
     return Uint64() != 0;
 }
 
-String& String::operator=(double value)
-{
-    return *this = SFormat("%g", value);
-}
+String& String::operator=(double value) { return *this = SFormat("%g", value); }
 
 String& String::operator=(float value) { return *this = static_cast<double>(value); }
 
@@ -145,7 +143,8 @@ String& String::AppendSigned(std::int64_t value, int width, char fill, int, bool
 {
     char buffer[24];
     char* end = buffer + sizeof buffer;
-    const auto magnitude = value < 0 ? 0ull - static_cast<unsigned long long>(value) : static_cast<unsigned long long>(value);
+    const auto magnitude =
+        value < 0 ? 0ull - static_cast<unsigned long long>(value) : static_cast<unsigned long long>(value);
     AppendPadded(m_text, DecimalText(end, magnitude, value < 0), end, width, fill);
     return *this;
 }

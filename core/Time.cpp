@@ -144,10 +144,7 @@ int Time::DaysLeftInYear() const
     return DaysInYear(f.year, 13) - (f.yearDay + 1);
 }
 
-bool Time::DST() const
-{
-    return timesystem::DaylightAt(calendar::FloorDiv(Add(m_value, -kUnixEpochMs), 1000));
-}
+bool Time::DST() const { return timesystem::DaylightAt(calendar::FloorDiv(Add(m_value, -kUnixEpochMs), 1000)); }
 
 void Time::ExtractDate(int& year, int& month, int& day) const
 {
@@ -205,10 +202,7 @@ Time Time::GetOriginalTime() const { return Time(Add(m_value, m_offset)); }
 
 int Time::Compare(const Time& other) const { return Sign(m_value, other.m_value); }
 
-int Time::Compare(float seconds) const
-{
-    return Sign(m_value, SecondsToMs(seconds));
-}
+int Time::Compare(float seconds) const { return Sign(m_value, SecondsToMs(seconds)); }
 
 int Time::Compare(const struct tm& other) const
 {

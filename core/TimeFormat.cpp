@@ -109,11 +109,21 @@ void Convert(Output& out, const char* p, const Context& c);
 bool Conversion(Output& out, char letter, char pad, const Context& c)
 {
     const calendar::Fields& f = c.f;
-    auto number = [&](std::int64_t v, int width, char defaultPad) { out.Number(v, width, pad == 1 ? defaultPad : pad); };
+    auto number = [&](std::int64_t v, int width, char defaultPad) {
+        out.Number(v, width, pad == 1 ? defaultPad : pad);
+    };
     switch (letter) {
-    case 'a': case 'A': case 'b': case 'B': case 'h': case 'c': case 'x': case 'X': case 'p': case 'r': case 'Z':
-        RuntimeConversion(out, letter, f);
-        return true;
+    case 'a':
+    case 'A':
+    case 'b':
+    case 'B':
+    case 'h':
+    case 'c':
+    case 'x':
+    case 'X':
+    case 'p':
+    case 'r':
+    case 'Z': RuntimeConversion(out, letter, f); return true;
     case 'C': number(calendar::FloorDiv(f.year, 100), 1, '0'); return true;
     case 'd': number(f.day, 2, '0'); return true;
     case 'D': Convert(out, "%m/%d/%y", c); return true;
@@ -209,7 +219,10 @@ const char* const kShortUnits[5] = {"ms", "s", "m", "h", "d"};
 constexpr std::uint64_t kUnitMs[5] = {1, 1000, 60000, 3600000, 86400000};
 constexpr std::uint64_t kUnitsInNext[5] = {1000, 60, 60, 24, 0};
 
-std::uint64_t Magnitude(std::int64_t v) { return v < 0 ? 0 - static_cast<std::uint64_t>(v) : static_cast<std::uint64_t>(v); }
+std::uint64_t Magnitude(std::int64_t v)
+{
+    return v < 0 ? 0 - static_cast<std::uint64_t>(v) : static_cast<std::uint64_t>(v);
+}
 
 } // namespace
 
@@ -269,7 +282,8 @@ String Time::FormatSpan(const String& separator) const
     if (m_value < 0) out += '-';
     bool any = false;
     for (int unit = 4; unit >= 0; --unit) {
-        const std::uint64_t number = unit == 4 ? magnitude / kUnitMs[4] : magnitude / kUnitMs[unit] % kUnitsInNext[unit];
+        const std::uint64_t number =
+            unit == 4 ? magnitude / kUnitMs[4] : magnitude / kUnitMs[unit] % kUnitsInNext[unit];
         if (number == 0 && !(unit == 0 && !any)) continue;
         if (any) out += separator;
         any = true;

@@ -30,9 +30,9 @@ public:
     };
 
     String() = default;
-    String(const char* text);                      ///< nullptr gives an empty text
-    String(const char* text, std::size_t size);    ///< exactly size bytes
-    String(char c, std::size_t count);             ///< c repeated count times
+    String(const char* text);                   ///< nullptr gives an empty text
+    String(const char* text, std::size_t size); ///< exactly size bytes
+    String(char c, std::size_t count);          ///< c repeated count times
     String(const std::string& text) : m_text(text) {}
     String(std::string&& text) noexcept : m_text(std::move(text)) {}
     String(const String&) = default;
@@ -165,8 +165,7 @@ public:
     /// Appends the value in decimal, right-aligned in width characters padded with fill. base and
     /// flag are accepted for compatibility and ignored.
     String& AppendSigned(std::int64_t value, int width = 0, char fill = ' ', int base = 10, bool flag = true);
-    String& AppendUnsigned(std::uint64_t value, int width = 0, char fill = ' ', int base = 10,
-                           bool flag = true);
+    String& AppendUnsigned(std::uint64_t value, int width = 0, char fill = ' ', int base = 10, bool flag = true);
     /// Appends "0x" (with prefix) and then the hex digits zero-padded to width.
     String& AppendHex(std::uint64_t value, int width = 0, bool prefix = false, bool upperCase = false);
     /// Wraps the text in place into lines of at most width bytes, breaking after one of breakChars

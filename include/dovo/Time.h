@@ -20,8 +20,7 @@ class DOVO_API Time
 {
 public:
     /// Units of FormatDuration: the long forms, then the same units in short form.
-    enum DisplayUnits
-    {
+    enum DisplayUnits {
         Milliseconds,
         Seconds,
         Minutes,
@@ -116,9 +115,8 @@ public:
     String Format(const String& format, bool local = false, bool showNever = false) const;
     /// The duration in units from the largest that it reaches (between first and last) down to
     /// precision, such as "1 hour 2 minutes" or "1h 02m"; "a lot" when it exceeds limit.
-    String FormatDuration(DisplayUnits first = Seconds, DisplayUnits last = Days,
-                          DisplayUnits precision = Seconds, bool spaced = true, int width = 0, char fill = ' ',
-                          Time limit = Time(FarInTheFuture)) const;
+    String FormatDuration(DisplayUnits first = Seconds, DisplayUnits last = Days, DisplayUnits precision = Seconds,
+                          bool spaced = true, int width = 0, char fill = ' ', Time limit = Time(FarInTheFuture)) const;
     /// Every non-zero component from days down to milliseconds in words, joined by separator:
     /// "2 days 1 hour 5 milliseconds"; a zero duration is "0 milliseconds".
     String FormatSpan(const String& separator = " ") const;
@@ -141,7 +139,10 @@ private:
     {
         return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + b);
     }
-    static constexpr std::int64_t Wrap(std::int64_t a, std::int64_t b) { return Wrap(a, static_cast<std::uint64_t>(b)); }
+    static constexpr std::int64_t Wrap(std::int64_t a, std::int64_t b)
+    {
+        return Wrap(a, static_cast<std::uint64_t>(b));
+    }
 
     std::int64_t m_value = 0;
     std::int64_t m_offset = 0;

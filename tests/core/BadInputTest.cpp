@@ -31,7 +31,10 @@ public:
         default: return length;
         }
     }
-    int Start(std::size_t length) { return Below(3) == 0 ? -1 - static_cast<int>(Below(3)) : static_cast<int>(Below(length + 3)); }
+    int Start(std::size_t length)
+    {
+        return Below(3) == 0 ? -1 - static_cast<int>(Below(3)) : static_cast<int>(Below(length + 3));
+    }
     String Text(const char* alphabet, std::size_t maxLength)
     {
         const std::size_t n = Below(maxLength + 1);
@@ -75,12 +78,11 @@ TEST(BadInput, CutsAndSearchesStayInsideTheText)
         ASSERT_EQ(static_cast<std::size_t>(s.Left(pos).Length()), std::min(pos, len));
         ASSERT_TRUE(s.Right(pos).Empty() || s.EndsWith(s.Right(pos)));
         ASSERT_TRUE(IsSubstring(s.Mid(pos, start), s));
-        for (const String& cut : {s.LeftFirst(sep, include, pos), s.LeftLast(sep, include, start),
-                                  s.RightFirst(sep, include, pos), s.RightLast(sep, include, start),
-                                  s.LeftFirstOneOf(sep, pos), s.LeftFirstOneNotOf(sep, pos), s.LeftLastOneOf(sep, start),
-                                  s.LeftLastOneNotOf(sep, start), s.RightFirstOneOf(sep, pos),
-                                  s.RightFirstOneNotOf(sep, pos), s.RightLastOneOf(sep, start),
-                                  s.RightLastOneNotOf(sep, start)})
+        for (const String& cut :
+             {s.LeftFirst(sep, include, pos), s.LeftLast(sep, include, start), s.RightFirst(sep, include, pos),
+              s.RightLast(sep, include, start), s.LeftFirstOneOf(sep, pos), s.LeftFirstOneNotOf(sep, pos),
+              s.LeftLastOneOf(sep, start), s.LeftLastOneNotOf(sep, start), s.RightFirstOneOf(sep, pos),
+              s.RightFirstOneNotOf(sep, pos), s.RightLastOneOf(sep, start), s.RightLastOneNotOf(sep, start)})
             ASSERT_TRUE(IsSubstring(cut, s)) << s << " / " << sep;
     }
 }
@@ -133,8 +135,8 @@ TEST(BadInput, TimeFormatsOfAnyTextAndValue)
         ASSERT_LE(t.Format(format, random.Below(2) == 0, random.Below(2) == 0).Length(), 127);
         const auto unit = [&] { return static_cast<Time::DisplayUnits>(random.Below(10)); };
         const Time limit(static_cast<std::int64_t>(values()));
-        ASSERT_FALSE(t.FormatDuration(unit(), unit(), unit(), random.Below(2) == 0, static_cast<int>(random.Below(5)) - 1,
-                                      '0', limit)
+        ASSERT_FALSE(t.FormatDuration(unit(), unit(), unit(), random.Below(2) == 0,
+                                      static_cast<int>(random.Below(5)) - 1, '0', limit)
                          .Empty());
         ASSERT_FALSE(t.FormatSpan(",").Empty());
         (void)t.ToTimeT();

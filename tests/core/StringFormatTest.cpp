@@ -65,7 +65,8 @@ TEST(StringFormat, AgreesWithTheRuntimeForIntegers)
     const long long values[] = {0, 1, -1, 7, 42, -42, 255, 4096, INT_MAX, INT_MIN, LLONG_MAX, LLONG_MIN};
     for (const char* conversion : {"lld", "lli", "llu", "llo", "llx", "llX"}) {
         for (const std::string& spec : Specs(conversion)) {
-            if (spec.find('#') != std::string::npos && (conversion[2] == 'd' || conversion[2] == 'i' || conversion[2] == 'u'))
+            if (spec.find('#') != std::string::npos &&
+                (conversion[2] == 'd' || conversion[2] == 'i' || conversion[2] == 'u'))
                 continue; // '#' has no meaning there
             for (long long v : values)
                 ASSERT_EQ(SFormat(spec.c_str(), v).str(), Reference(spec.c_str(), v)) << spec << " " << v;
@@ -79,9 +80,9 @@ TEST(StringFormat, AgreesWithTheRuntimeForIntegers)
 TEST(StringFormat, AgreesWithTheRuntimeForDoubles)
 {
     if (!kReferenceFormatter) GTEST_SKIP() << "the C runtime here is no reference formatter";
-    const double values[] = {0.0,     -0.0,    1.0,     -1.5,    0.1,    2.5,     3.5,     1e-5,   123456.789,
-                             1e15,    1e16,    1e100,   -1e-300, 9.9999, 0.00001, 999999.5, DBL_MAX, DBL_MIN,
-                             DBL_TRUE_MIN, 1.0 / 3, 5e-324, 1e21,  0.5,    1.25e-7};
+    const double values[] = {0.0,        -0.0,    1.0,          -1.5,    0.1,     2.5,    3.5,     1e-5,
+                             123456.789, 1e15,    1e16,         1e100,   -1e-300, 9.9999, 0.00001, 999999.5,
+                             DBL_MAX,    DBL_MIN, DBL_TRUE_MIN, 1.0 / 3, 5e-324,  1e21,   0.5,     1.25e-7};
     for (const char* conversion : {"f", "F", "e", "E", "g", "G"})
         for (const std::string& spec : Specs(conversion))
             for (double v : values)
@@ -102,9 +103,9 @@ TEST(StringFormat, SameTextOnEveryPlatform)
     EXPECT_EQ(SFormat("[% u|%+u|%#x|%#.3x|%8.3x|%-#8x]", 5u, 5u, 0u, 1u, 1u, 1u), "[5|5|0|0x001|     001|0x1     ]");
     EXPECT_EQ(SFormat("[%e|%E|%.0e|%#.0e|%.2e]", 12345.678, 0.000123, 5.5, 5.0, -1e-300),
               "[1.234568e+04|1.230000E-04|6e+00|5.e+00|-1.00e-300]");
-    EXPECT_EQ(SFormat("[%f|%.0f|%#.0f|%.1f|%10.2f|%-10.2f|%010.2f|%+.1f]", 1.5, 2.5, 3.0, 0.05, -3.14159, 2.0,
-                      -2.0, 0.0),
-              "[1.500000|2|3.|0.1|     -3.14|2.00      |-000002.00|+0.0]");
+    EXPECT_EQ(
+        SFormat("[%f|%.0f|%#.0f|%.1f|%10.2f|%-10.2f|%010.2f|%+.1f]", 1.5, 2.5, 3.0, 0.05, -3.14159, 2.0, -2.0, 0.0),
+        "[1.500000|2|3.|0.1|     -3.14|2.00      |-000002.00|+0.0]");
     EXPECT_EQ(SFormat("[%g|%g|%g|%g|%G|%.3g|%.0g|%g|%25.17g]", 100000.0, 1000000.0, 0.0001, 0.00001, 1e-10, 3.14159,
                       0.5, -0.0, 1e15),
               "[100000|1e+06|0.0001|1e-05|1E-10|3.14|0.5|-0|         1000000000000000]");

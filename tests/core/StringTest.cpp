@@ -313,7 +313,7 @@ TEST(String, IntegerConversions)
     EXPECT_EQ(String("z").Int(36), 35);
     EXPECT_EQ(String("12").Int(1), 0); // no such base
     EXPECT_EQ(String("- 5").Int(), 0);
-    EXPECT_EQ(String("99999999999").Int(), 2147483647);  // saturates like a 32-bit long
+    EXPECT_EQ(String("99999999999").Int(), 2147483647); // saturates like a 32-bit long
     EXPECT_EQ(String("-99999999999").Int(), -2147483647 - 1);
     EXPECT_EQ(String("-2147483648").Int(), -2147483647 - 1);
 
@@ -347,6 +347,5 @@ TEST(String, FloatAndBoolConversions)
 
     for (const char* yes : {"Yes", "ON", "True", "on", "2", "1", "0x10", "7 dwarves"})
         EXPECT_TRUE(String(yes).Bool()) << yes;
-    for (const char* no : {"", "Off", "0", "no", "FALSE", "abc", "0x", "-1"})
-        EXPECT_FALSE(String(no).Bool()) << no;
+    for (const char* no : {"", "Off", "0", "no", "FALSE", "abc", "0x", "-1"}) EXPECT_FALSE(String(no).Bool()) << no;
 }

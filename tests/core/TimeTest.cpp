@@ -104,8 +104,8 @@ TEST(Time, CalendarParts)
     leapDay.ExtractTime(h, m, s);
     EXPECT_EQ(h * 10000 + m * 100 + s, 131415);
 
-    EXPECT_EQ(Time(1, 1, 1).DayOfWeek(), 1);       // a Monday
-    EXPECT_EQ(Time(1970, 1, 1).DayOfWeek(), 4);    // a Thursday
+    EXPECT_EQ(Time(1, 1, 1).DayOfWeek(), 1);    // a Monday
+    EXPECT_EQ(Time(1970, 1, 1).DayOfWeek(), 4); // a Thursday
     EXPECT_EQ(Time(2023, 12, 31).DayOfYear(), 365);
     EXPECT_EQ(Time(2023, 12, 31).DaysLeftInYear(), 0);
     EXPECT_EQ(Time(2023, 2, 1).DaysLeftInMonth(), 27);
@@ -206,7 +206,7 @@ TEST(Time, FormatAgreesWithTheRuntimeStrftime)
     const char* format = "%Y|%y|%m|%d|%H|%I|%M|%S|%j|%w|%U|%W|%%|%a|%A|%b|%B|%p";
     std::mt19937_64 random(7);
     std::uniform_int_distribution<std::int64_t> values(Time(1971, 1, 1).TotalMilliseconds(),
-                                                        Time(2999, 12, 31).TotalMilliseconds());
+                                                       Time(2999, 12, 31).TotalMilliseconds());
     for (int i = 0; i < 5000; ++i) {
         const Time t(values(random));
         tm broken;
@@ -223,7 +223,8 @@ TEST(Time, LocalZone)
     const std::time_t now = std::time(nullptr);
     tm local = *std::localtime(&now);
     tm utc = *std::gmtime(&now);
-    const Time asLocal(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+    const Time asLocal(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
+                       local.tm_sec);
     const Time asUtc(utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
     EXPECT_EQ(Time::TZOffset(), (asLocal - asUtc).TotalMilliseconds());
 
