@@ -1,0 +1,1 @@
+#include <dovo/Path.h>
