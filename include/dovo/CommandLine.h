@@ -31,7 +31,9 @@ public:
     CommandLine& operator=(const CommandLine& other);
     ~CommandLine();
 
+    /// Makes this a copy of other: an owned vector is duplicated entry by entry, a borrowed one shared.
     void Copy(const CommandLine& other);
+    /// Empties the switch table and lets go of the vector (freeing it when owned), as a new object.
     void Clear();
 
     /// The switch's position (non-zero) when present, 0 when absent.
