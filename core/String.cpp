@@ -1,5 +1,6 @@
 // String: construction, access, comparison, searching and cutting.
 
+#include <dovo/Exception.h>
 #include <dovo/String.h>
 
 #include "core/CodePage.h"
@@ -7,7 +8,6 @@
 #include <boost/regex.hpp>
 
 #include <ostream>
-#include <stdexcept>
 
 namespace dovo {
 
@@ -83,8 +83,9 @@ void String::Clear(bool freeMemory)
 char& String::operator[](std::size_t pos)
 {
     if (pos >= m_text.size())
-        throw std::out_of_range("String position " + std::to_string(pos) + " is past the end (length " +
-                                std::to_string(m_text.size()) + ")");
+        Exception::Throw("String", "operator[]", 0x20000005,
+                         SFormat("Requested index %zu is beyond current limit %zu", pos, m_text.size()), 0, String(),
+                         1);
     return m_text[pos];
 }
 
@@ -135,9 +136,12 @@ bool String::RegexMatch(const String& pattern) const
         }
         return boost::regex_match(m_text, lastRegex);
     } catch (const boost::regex_error& e) {
-        throw std::invalid_argument("Invalid regular expression \"" + pattern.m_text + "\": " + e.what());
+        Exception::Throw("String", "RegexMatch", 0x20000004, "Invalid regular expression \"" + pattern + "\"", 0,
+                         e.what(), 1);
     } catch (const std::runtime_error& e) {
-        throw std::runtime_error("Regular expression \"" + pattern.m_text + "\" failed: " + e.what());
+        // The matcher gives up on expressions too costly for the text.
+        Exception::Throw("String", "RegexMatch", 0x20000004, "Regular expression \"" + pattern + "\" failed", 0,
+                         e.what(), 1);
     }
 }
 

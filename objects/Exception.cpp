@@ -139,9 +139,10 @@ String Exception::HtmlRows() const
 void Exception::Throw(const String& module, const String& method, int error, const String& message, int osError,
                       const String& debugMessage, signed char level)
 {
-    auto* e = new Exception(module, method, error, message, osError, debugMessage, level);
-    Log(e);
-    throw e;
+    // Should logging itself throw, the exception it was logging is not leaked.
+    std::unique_ptr<Exception> e(new Exception(module, method, error, message, osError, debugMessage, level));
+    Log(e.get());
+    throw e.release();
 }
 
 void Exception::Log(Exception* e)

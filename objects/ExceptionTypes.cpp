@@ -10,6 +10,7 @@
 
 #include "objects/OSError.h"
 
+#include <memory>
 
 namespace dovo {
 
@@ -18,8 +19,9 @@ namespace {
 template <typename E>
 [[noreturn]] void LogAndThrow(E* e)
 {
+    std::unique_ptr<E> owned(e);
     Exception::Log(e);
-    throw e;
+    throw owned.release();
 }
 
 // "<table ...><tr>module</tr>" as the base writes it, so that a subclass can add its row after it.
@@ -97,7 +99,7 @@ String SocketException::DisplayAsHtml() const
     return HtmlHead(Module()) + "<tr><td colspan=2>Connected to <b>" + m_peer + "</b></td></tr>\r\n" + HtmlRows();
 }
 
-#define DOVO_PLAIN_EXCEPTION(Name, Params, Args, BaseArgs)                                                            \
+#define DOVO_PLAIN_EXCEPTION(Name, Params, Args, BaseArgs)                                                             \
     Name::Name Params : Exception BaseArgs {}                                                                          \
     Name::~Name() = default;                                                                                           \
     void Name::Throw Params { LogAndThrow(new Name Args); }

@@ -96,7 +96,9 @@ void Handler(int signal, siginfo_t* info, void* context)
 
     // Not a translating thread: report with the same texts, then die of the signal as before.
     Report(*e);
-    struct sigaction original{};
+    struct sigaction original
+    {
+    };
     original.sa_handler = SIG_DFL;
     sigemptyset(&original.sa_mask);
     sigaction(signal, &original, nullptr);
@@ -105,7 +107,9 @@ void Handler(int signal, siginfo_t* info, void* context)
 
 void InstallHandlers()
 {
-    struct sigaction action{};
+    struct sigaction action
+    {
+    };
     action.sa_sigaction = Handler;
     // No deferral: a handler that throws never returns to unblock its signal.
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;

@@ -63,8 +63,8 @@ void LibStatic::NotifyStartup(CommandLine& commandLine)
             object->OnLibStartup(commandLine);
         } catch (Exception* e) {
             std::unique_ptr<Exception> owned(e);
-            LogLine(3, SFormat("Caught Exception in startup method of registered LibStatic 0x%08X: %s",
-                               Address(object), e->Message().c_str()));
+            LogLine(3, SFormat("Caught Exception in startup method of registered LibStatic 0x%08X: %s", Address(object),
+                               e->Message().c_str()));
         } catch (...) {
             LogLine(1, SFormat("Registered LibStatic 0x%08X (%s) threw an unknown exception in Startup",
                                Address(object), name ? name : ""));
@@ -82,8 +82,8 @@ void LibStatic::NotifyCleanup()
             object->OnLibCleanup();
         } catch (Exception* e) {
             std::unique_ptr<Exception> owned(e);
-            LogLine(3, SFormat("Caught Exception in cleanup method of registered static 0x%08X: %s",
-                               Address(object), e->Message().c_str()));
+            LogLine(3, SFormat("Caught Exception in cleanup method of registered static 0x%08X: %s", Address(object),
+                               e->Message().c_str()));
         } catch (...) {
             // Clean-up goes on with the next object whatever this one threw.
         }

@@ -3,15 +3,17 @@
 // The calling thread's last OS error and identity, and the processor-fault record, per platform
 // (Exception_posix.cpp, Exception_win32.cpp).
 
+#include <dovo/Export.h>
+
 #include <cstdint>
 
 struct _EXCEPTION_POINTERS;
 
 namespace dovo::oserror {
 
-/// errno, or GetLastError().
-int Last();
-void SetLast(int code);
+/// errno, or GetLastError(). (Exported for the library's tests.)
+DOVO_API int Last();
+DOVO_API void SetLast(int code);
 /// The socket layer's last error: errno, or WSAGetLastError().
 int LastSocket();
 std::uint64_t CurrentThreadId();

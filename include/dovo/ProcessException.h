@@ -12,10 +12,12 @@ public:
     ProcessException& operator=(const ProcessException&) = default;
     ~ProcessException() override;
 
-    [[noreturn]] static void Throw(const String& module, const String& method, int error, const String& message, int osError, const String& debugMessage, signed char level);
+    [[noreturn]] static void Throw(const String& module, const String& method, int error, const String& message,
+                                   int osError, const String& debugMessage, signed char level);
 
 protected:
-    ProcessException(const String& module, const String& method, int error, const String& message, int osError, const String& debugMessage, signed char level);
+    ProcessException(const String& module, const String& method, int error, const String& message, int osError,
+                     const String& debugMessage, signed char level);
 };
 
 } // namespace dovo

@@ -12,10 +12,12 @@ public:
     StreamException& operator=(const StreamException&) = default;
     ~StreamException() override;
 
-    [[noreturn]] static void Throw(const String& module, const String& method, int error, const String& message, int osError, const String& debugMessage, signed char level);
+    [[noreturn]] static void Throw(const String& module, const String& method, int error, const String& message,
+                                   int osError, const String& debugMessage, signed char level);
 
 protected:
-    StreamException(const String& module, const String& method, int error, const String& message, int osError, const String& debugMessage, signed char level);
+    StreamException(const String& module, const String& method, int error, const String& message, int osError,
+                    const String& debugMessage, signed char level);
 };
 
 } // namespace dovo

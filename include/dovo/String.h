@@ -67,7 +67,7 @@ public:
     const char* c_str() const { return m_text.c_str(); }
     /// Past the end the const form gives '\0'.
     char operator[](std::size_t pos) const { return pos < m_text.size() ? m_text[pos] : '\0'; }
-    /// Past the end this throws std::out_of_range: there is no byte to hand out.
+    /// Past the end this throws an Exception (error 0x20000005): there is no byte to hand out.
     char& operator[](std::size_t pos);
 
     /// Extends the text with NULs to n bytes if it is shorter; never shortens it.
@@ -90,8 +90,8 @@ public:
     int CompareNoCase(const String& other) const;
     /// Case-insensitive equality (a comparison, not an assignment).
     bool operator%=(const String& other) const;
-    /// True when the whole text matches the Perl-syntax expression. A bad expression throws
-    /// std::invalid_argument with the reason.
+    /// True when the whole text matches the Perl-syntax expression. A bad expression throws an Exception
+    /// (error 0x20000004) whose debug message gives the reason.
     bool RegexMatch(const String& pattern) const;
 
     int Find(const String& s, std::size_t start = 0) const;

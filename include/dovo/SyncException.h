@@ -12,10 +12,12 @@ public:
     SyncException& operator=(const SyncException&) = default;
     ~SyncException() override;
 
-    [[noreturn]] static void Throw(const String& module, const String& method, int error, const String& message, int osError, const String& debugMessage);
+    [[noreturn]] static void Throw(const String& module, const String& method, int error, const String& message,
+                                   int osError, const String& debugMessage);
 
 protected:
-    SyncException(const String& module, const String& method, int error, const String& message, int osError, const String& debugMessage);
+    SyncException(const String& module, const String& method, int error, const String& message, int osError,
+                  const String& debugMessage);
 };
 
 } // namespace dovo

@@ -12,10 +12,12 @@ public:
     TransportException& operator=(const TransportException&) = default;
     ~TransportException() override;
 
-    [[noreturn]] static void Throw(const String& module, const String& method, int error, const String& message, signed char level, int osError);
+    [[noreturn]] static void Throw(const String& module, const String& method, int error, const String& message,
+                                   signed char level, int osError);
 
 protected:
-    TransportException(const String& module, const String& method, int error, const String& message, signed char level, int osError);
+    TransportException(const String& module, const String& method, int error, const String& message, signed char level,
+                       int osError);
 };
 
 } // namespace dovo

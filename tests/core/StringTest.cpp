@@ -1,9 +1,10 @@
+#include <dovo/Exception.h>
 #include <dovo/String.h>
 
 #include <gtest/gtest.h>
 
 #include <map>
-#include <stdexcept>
+#include <memory>
 
 using dovo::String;
 
@@ -75,8 +76,18 @@ TEST(String, BuffersAndPositionsPastTheEnd)
     const String& constant = s;
     EXPECT_EQ(constant[0], 'A');
     EXPECT_EQ(constant[100], '\0');
-    EXPECT_THROW(s[1] = 'x', std::out_of_range);
-    EXPECT_THROW(s[static_cast<std::size_t>(-1)] = 'x', std::out_of_range);
+    for (std::size_t past : {std::size_t{1}, static_cast<std::size_t>(-1)}) {
+        try {
+            s[past] = 'x';
+            ADD_FAILURE() << "no exception for position " << past;
+        } catch (dovo::Exception* e) {
+            std::unique_ptr<dovo::Exception> owned(e);
+            EXPECT_EQ(e->Module(), "String");
+            EXPECT_EQ(e->Error(), 0x20000005);
+            EXPECT_TRUE(e->Message().EndsWith("is beyond current limit 1")) << e->Message();
+        }
+    }
+    EXPECT_EQ(s, "A");
 }
 
 TEST(String, Comparisons)
@@ -123,9 +134,18 @@ TEST(String, RegexMatchesTheWholeText)
     EXPECT_TRUE(String("x").RegexMatch("x"));
     EXPECT_FALSE(String("x").RegexMatch("y"));
     EXPECT_TRUE(String("x").RegexMatch("x"));
-    EXPECT_THROW(String("a").RegexMatch("(unclosed"), std::invalid_argument);
-    EXPECT_THROW(String("a").RegexMatch("[z-a]"), std::invalid_argument);
-    EXPECT_THROW(String("a").RegexMatch("*"), std::invalid_argument);
+    for (const char* bad : {"(unclosed", "[z-a]", "*", "a{2,1}", "\\"}) {
+        try {
+            String("a").RegexMatch(bad);
+            ADD_FAILURE() << "no exception for " << bad;
+        } catch (dovo::Exception* e) {
+            std::unique_ptr<dovo::Exception> owned(e);
+            EXPECT_EQ(e->Method(), "RegexMatch");
+            EXPECT_EQ(e->Error(), 0x20000004);
+            EXPECT_TRUE(e->Message().Contains(bad)) << e->Message();
+            EXPECT_FALSE(e->DebugMessage().Empty());
+        }
+    }
     EXPECT_TRUE(String("a").RegexMatch("a")); // still usable after a bad pattern
 }
 

@@ -1,1 +1,173 @@
+#include <dovo/Exception.h>
+
+#include "objects/FaultTranslator.h"
+
 #include <gtest/gtest.h>
+
+#include <cfenv>
+#include <cstdint>
+#include <memory>
+#include <thread>
+
+#ifdef _WIN32
+#include <float.h>
+#endif
+
+using dovo::Exception;
+
+namespace {
+
+// Faults in functions of their own, so that the caught exception has crossed a call as in real code.
+// The sanitizers would stop these deliberate faults before the processor sees them.
+#define FAULTING __attribute__((noinline, no_sanitize("undefined", "address")))
+FAULTING int ReadFrom(std::uintptr_t address) { return *reinterpret_cast<volatile int*>(address); }
+FAULTING void WriteTo(std::uintptr_t address) { *reinterpret_cast<volatile int*>(address) = 1; }
+volatile int g_intSink;
+volatile double g_floatSink;
+FAULTING void Divide(int a, int b)
+{
+    volatile int divisor = b;
+    g_intSink = a / divisor;
+}
+FAULTING void DivideFloat(double a, double b)
+{
+    volatile double divisor = b;
+    g_floatSink = a / divisor;
+}
+FAULTING void Illegal() { __builtin_trap(); }
+
+// Called through pointers the compiler cannot see through, so that it cannot prove the calls never
+// throw (a trap is "noreturn, nothrow" to it) and drop the handlers around them.
+int (*volatile g_read)(std::uintptr_t) = ReadFrom;
+void (*volatile g_write)(std::uintptr_t) = WriteTo;
+void (*volatile g_divide)(int, int) = Divide;
+void (*volatile g_divideFloat)(double, double) = DivideFloat;
+void (*volatile g_illegal)() = Illegal;
+
+template <typename F>
+std::unique_ptr<Exception> Fault(F f)
+{
+    try {
+        f();
+    } catch (Exception* e) {
+        return std::unique_ptr<Exception>(e);
+    }
+    return nullptr;
+}
+
+// Floating-point division by zero traps only when the division-by-zero exception is unmasked.
+class FloatTraps
+{
+public:
+    FloatTraps()
+    {
+#ifdef _WIN32
+        unsigned old;
+        _controlfp_s(&old, 0, 0);
+        m_old = old;
+        _controlfp_s(&old, m_old & ~_EM_ZERODIVIDE, _MCW_EM);
+#else
+        feenableexcept(FE_DIVBYZERO);
+#endif
+    }
+    ~FloatTraps()
+    {
+        std::feclearexcept(FE_ALL_EXCEPT);
+#ifdef _WIN32
+        unsigned ignored;
+        _clearfp();
+        _controlfp_s(&ignored, m_old, _MCW_EM);
+#else
+        fedisableexcept(FE_DIVBYZERO);
+#endif
+    }
+
+private:
+    unsigned m_old = 0;
+};
+
+} // namespace
+
+TEST(Fault, ProcessorFaultsBecomeExceptions)
+{
+    dovo::faults::InstallForThisThread();
+    ASSERT_TRUE(dovo::faults::InstalledForThisThread());
+
+    auto e = Fault([] { g_read(0x1234); });
+    ASSERT_TRUE(e) << "an access violation was not translated";
+    EXPECT_EQ(e->Module(), "System Exception");
+    EXPECT_EQ(e->Method(), "");
+    EXPECT_EQ(e->Error(), 0x20000001);
+    EXPECT_EQ(static_cast<unsigned>(e->OSError()), 0xC0000005u);
+    EXPECT_EQ(e->Message(), "Access violation");
+    EXPECT_EQ(e->DebugMessage(), "Reading 0x00001234");
+
+    e = Fault([] { g_write(0x5678); });
+    ASSERT_TRUE(e);
+    EXPECT_EQ(e->Message(), "Access violation");
+    EXPECT_EQ(e->DebugMessage(), "Writing 0x00005678");
+
+    // The address is cut to 32 bits.
+    e = Fault([] { g_read(0x7ff012345678ull); });
+    ASSERT_TRUE(e);
+    EXPECT_EQ(e->DebugMessage(), "Reading 0x12345678");
+
+    e = Fault([] { g_divide(1, 0); });
+    ASSERT_TRUE(e) << "an integer division by zero was not translated";
+    EXPECT_EQ(static_cast<unsigned>(e->OSError()), 0xC0000094u);
+    EXPECT_EQ(e->Message(), "Divide by zero");
+    EXPECT_EQ(e->DebugMessage(), "");
+
+    e = Fault([] { g_illegal(); });
+    ASSERT_TRUE(e) << "an illegal instruction was not translated";
+    EXPECT_EQ(static_cast<unsigned>(e->OSError()), 0xC000001Du);
+    EXPECT_EQ(e->Message(), "Illegal instruction");
+
+    // The same thread keeps translating: nothing was left blocked or used up.
+    for (int i = 0; i < 3; ++i) {
+        e = Fault([] { g_read(16); });
+        ASSERT_TRUE(e);
+    }
+}
+
+TEST(Fault, FloatingDivisionByZero)
+{
+    dovo::faults::InstallForThisThread();
+    std::unique_ptr<Exception> e;
+    {
+        FloatTraps traps;
+        e = Fault([] { g_divideFloat(1.0, 0.0); });
+    }
+    ASSERT_TRUE(e) << "a trapping floating division by zero was not translated";
+    if (static_cast<unsigned>(e->OSError()) != 0xC000008Eu)
+        GTEST_SKIP() << "this platform reports the floating fault as 0x" << std::hex << e->OSError();
+    EXPECT_EQ(e->Message(), "Divide by zero");
+    EXPECT_EQ(e->Error(), 0x20000001);
+}
+
+TEST(Fault, EveryThreadThatAsksTranslates)
+{
+    std::unique_ptr<Exception> caught;
+    std::thread worker([&] {
+        dovo::faults::InstallForThisThread();
+        caught = Fault([] { g_write(0x40); });
+    });
+    worker.join();
+    ASSERT_TRUE(caught);
+    EXPECT_EQ(caught->DebugMessage(), "Writing 0x00000040");
+}
+
+TEST(FaultDeathTest, AThreadThatDoesNotTranslateReportsAndEnds)
+{
+#ifdef _WIN32
+    GTEST_SKIP() << "on Windows an untranslated fault is reported by the executable's unhandled-exception filter";
+#endif
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            dovo::faults::InstallForThisThread(); // the handlers, for this process; the worker does not ask
+            std::thread worker([] { g_read(0x98); });
+            worker.join();
+        },
+        "Access violation");
+}
