@@ -19,7 +19,17 @@ enum : int {
 /// its text, the level it is logged at, when and on which thread.
 ///
 /// Exceptions travel as pointers to heap objects: `Throw` logs the exception and throws the pointer;
-/// the handler that catches it deletes it.
+/// the handler that catches it deletes it (`std::unique_ptr<Exception> owned(e);`).
+///
+/// Every class that can fail raises through one protected member of its own,
+///
+///     [[noreturn]] virtual void RaiseException(const String& method, int error, const String& message,
+///                                              int osError) const;
+///
+/// which throws the class's exception type with the class's name as module ("File", "Socket", ...), the
+/// object's current exception level, and the object's identity where it has one (a file's path, a
+/// socket's peer). An osError of -1 takes the thread's last OS error at that moment. Subclasses override
+/// it to name themselves.
 class DOVO_API Exception
 {
 public:
