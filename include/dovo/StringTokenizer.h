@@ -19,8 +19,7 @@ public:
     /// limit).
     StringTokenizer(const String& text, const String& delimiter, bool includeDelimiter, char quote, char escape,
                     int maxTokens);
-    StringTokenizer(const String& text, char delimiter, bool includeDelimiter = false, char quote = 0,
-                    char escape = 0);
+    StringTokenizer(const String& text, char delimiter, bool includeDelimiter = false, char quote = 0, char escape = 0);
 
     bool HasMore() const { return m_next < m_tokens.size(); }
     /// Copies the next token and moves on; false, leaving token as it was, when none remain.
