@@ -57,7 +57,7 @@ private:
 
 enum class Length { None, Char, Short, Long, LongLong, IntMax, Size, PtrDiff, LongDouble, Int32, Int64 };
 
-struct Spec
+struct Directive
 {
     bool left = false, plus = false, space = false, alt = false, zero = false, grouping = false;
     std::size_t width = 0;
@@ -70,19 +70,19 @@ struct Spec
     bool plain = false; // no flags, width or precision: the common "%d"
 };
 
-// Pads a field of `body` bytes (after `prefix`) to the spec's width.
+// Pads a field of `body` bytes (after `prefix`) to the directive's width.
 struct Field
 {
-    const Spec& spec;
+    const Directive& directive;
     std::size_t body;
-    std::size_t Pad() const { return spec.width > body ? spec.width - body : 0; }
+    std::size_t Pad() const { return directive.width > body ? directive.width - body : 0; }
     void Begin(Sink& out) const
     {
-        if (!spec.left) out.Fill(' ', Pad());
+        if (!directive.left) out.Fill(' ', Pad());
     }
     void End(Sink& out) const
     {
-        if (spec.left) out.Fill(' ', Pad());
+        if (directive.left) out.Fill(' ', Pad());
     }
 };
 
@@ -134,10 +134,10 @@ char* UnsignedDigits(char* end, unsigned long long v, int base, bool upper)
     return p;
 }
 
-void FormatInteger(Sink& out, const Spec& spec, unsigned long long magnitude, bool negative, bool isSigned)
+void FormatInteger(Sink& out, const Directive& directive, unsigned long long magnitude, bool negative, bool isSigned)
 {
-    const char c = spec.conversion;
-    if (spec.plain && (c == 'd' || c == 'i' || c == 'u')) {
+    const char c = directive.conversion;
+    if (directive.plain && (c == 'd' || c == 'i' || c == 'u')) {
         char buffer[24];
         char* end = buffer + sizeof buffer;
         char* digits = UnsignedDigits(end, magnitude, 10, false);
@@ -148,31 +148,31 @@ void FormatInteger(Sink& out, const Spec& spec, unsigned long long magnitude, bo
     char buffer[32];
     char* end = buffer + sizeof buffer;
     char* digits = end;
-    if (!(spec.precision == 0 && magnitude == 0)) digits = UnsignedDigits(end, magnitude, base, c == 'X');
+    if (!(directive.precision == 0 && magnitude == 0)) digits = UnsignedDigits(end, magnitude, base, c == 'X');
     std::size_t count = static_cast<std::size_t>(end - digits);
 
-    std::size_t precision = spec.precision < 0 ? 0 : static_cast<std::size_t>(spec.precision);
-    if (spec.alt && base == 8 && precision <= count && (count == 0 || *digits != '0')) precision = count + 1;
+    std::size_t precision = directive.precision < 0 ? 0 : static_cast<std::size_t>(directive.precision);
+    if (directive.alt && base == 8 && precision <= count && (count == 0 || *digits != '0')) precision = count + 1;
 
     char prefix[2];
     std::size_t prefixLength = 0;
     if (isSigned) {
         if (negative) prefix[prefixLength++] = '-';
-        else if (spec.plus) prefix[prefixLength++] = '+';
-        else if (spec.space) prefix[prefixLength++] = ' ';
+        else if (directive.plus) prefix[prefixLength++] = '+';
+        else if (directive.space) prefix[prefixLength++] = ' ';
     }
-    if (base == 16 && magnitude != 0 && (spec.alt || c == 'p')) {
+    if (base == 16 && magnitude != 0 && (directive.alt || c == 'p')) {
         prefix[prefixLength++] = '0';
         prefix[prefixLength++] = c == 'X' ? 'X' : 'x';
     }
 
     std::size_t zeros = precision > count ? precision - count : 0;
     std::size_t body = prefixLength + zeros + count;
-    if (spec.zero && !spec.left && spec.precision < 0 && spec.width > body) {
-        zeros += spec.width - body;
-        body = spec.width;
+    if (directive.zero && !directive.left && directive.precision < 0 && directive.width > body) {
+        zeros += directive.width - body;
+        body = directive.width;
     }
-    const Field field{spec, body};
+    const Field field{directive, body};
     field.Begin(out);
     out.Write(prefix, prefixLength);
     out.Fill('0', zeros);
@@ -180,24 +180,24 @@ void FormatInteger(Sink& out, const Spec& spec, unsigned long long magnitude, bo
     field.End(out);
 }
 
-void FormatText(Sink& out, const Spec& spec, const char* text, std::size_t length)
+void FormatText(Sink& out, const Directive& directive, const char* text, std::size_t length)
 {
-    const Field field{spec, length};
+    const Field field{directive, length};
     field.Begin(out);
     out.Write(text, length);
     field.End(out);
 }
 
-void FormatCString(Sink& out, const Spec& spec, const char* text)
+void FormatCString(Sink& out, const Directive& directive, const char* text)
 {
     if (!text) {
         // As glibc: "(null)" unless the precision is too short to hold it.
-        if (spec.precision >= 0 && spec.precision < 6) return FormatText(out, spec, "", 0);
-        return FormatText(out, spec, "(null)", 6);
+        if (directive.precision >= 0 && directive.precision < 6) return FormatText(out, directive, "", 0);
+        return FormatText(out, directive, "(null)", 6);
     }
     const std::size_t length =
-        spec.precision < 0 ? std::strlen(text) : strnlen(text, static_cast<std::size_t>(spec.precision));
-    FormatText(out, spec, text, length);
+        directive.precision < 0 ? std::strlen(text) : strnlen(text, static_cast<std::size_t>(directive.precision));
+    FormatText(out, directive, text, length);
 }
 
 char DecimalPoint()
@@ -207,18 +207,18 @@ char DecimalPoint()
                                                                                       : '.';
 }
 
-void FormatDouble(Sink& out, const Spec& spec, double value)
+void FormatDouble(Sink& out, const Directive& directive, double value)
 {
-    const char c = spec.conversion;
+    const char c = directive.conversion;
     const bool upper = c == 'F' || c == 'E' || c == 'G';
     char sign = 0;
     if (std::signbit(value)) sign = '-';
-    else if (spec.plus) sign = '+';
-    else if (spec.space) sign = ' ';
+    else if (directive.plus) sign = '+';
+    else if (directive.space) sign = ' ';
 
     if (!std::isfinite(value)) {
         const char* text = std::isnan(value) ? (upper ? "NAN" : "nan") : (upper ? "INF" : "inf");
-        const Field field{spec, 3u + (sign ? 1u : 0u)};
+        const Field field{directive, 3u + (sign ? 1u : 0u)};
         field.Begin(out);
         if (sign) out.Put(sign);
         out.Write(text, 3);
@@ -226,7 +226,7 @@ void FormatDouble(Sink& out, const Spec& spec, double value)
         return;
     }
 
-    const int precision = spec.precision < 0 ? 6 : spec.precision;
+    const int precision = directive.precision < 0 ? 6 : directive.precision;
     std::chars_format format = std::chars_format::fixed;
     if (c == 'e' || c == 'E') format = std::chars_format::scientific;
     else if (c == 'g' || c == 'G') format = std::chars_format::general;
@@ -245,7 +245,7 @@ void FormatDouble(Sink& out, const Spec& spec, double value)
                                       (format == std::chars_format::general && precision == 0) ? 1 : precision);
     std::size_t length = static_cast<std::size_t>(result.ptr - buffer);
 
-    if (spec.alt && precision == 0 && format != std::chars_format::general) {
+    if (directive.alt && precision == 0 && format != std::chars_format::general) {
         // '#' keeps the decimal point even without decimals: "3." and "3.e+00".
         char* exponent = static_cast<char*>(std::memchr(buffer, 'e', length));
         const std::size_t at = exponent ? static_cast<std::size_t>(exponent - buffer) : length;
@@ -261,11 +261,11 @@ void FormatDouble(Sink& out, const Spec& spec, double value)
 
     std::size_t body = length + (sign ? 1 : 0);
     std::size_t zeros = 0;
-    if (spec.zero && !spec.left && spec.width > body) {
-        zeros = spec.width - body;
-        body = spec.width;
+    if (directive.zero && !directive.left && directive.width > body) {
+        zeros = directive.width - body;
+        body = directive.width;
     }
-    const Field field{spec, body};
+    const Field field{directive, body};
     field.Begin(out);
     if (sign) out.Put(sign);
     out.Fill('0', zeros);
@@ -274,26 +274,26 @@ void FormatDouble(Sink& out, const Spec& spec, double value)
 }
 
 // Rebuilds the conversion's text for the C runtime.
-std::string RuntimeSpec(const Spec& spec, const char* lengthText)
+std::string RuntimeSpec(const Directive& directive, const char* lengthText)
 {
     std::string text = "%";
-    if (spec.left) text += '-';
-    if (spec.plus) text += '+';
-    if (spec.space) text += ' ';
-    if (spec.alt) text += '#';
-    if (spec.zero) text += '0';
-    if (spec.grouping) text += '\'';
-    if (spec.width) text += std::to_string(spec.width);
-    if (spec.precision >= 0) text += '.' + std::to_string(spec.precision);
+    if (directive.left) text += '-';
+    if (directive.plus) text += '+';
+    if (directive.space) text += ' ';
+    if (directive.alt) text += '#';
+    if (directive.zero) text += '0';
+    if (directive.grouping) text += '\'';
+    if (directive.width) text += std::to_string(directive.width);
+    if (directive.precision >= 0) text += '.' + std::to_string(directive.precision);
     text += lengthText;
-    text += spec.conversion;
+    text += directive.conversion;
     return text;
 }
 
 template <typename T>
-void FormatWithRuntime(Sink& out, const Spec& spec, const char* lengthText, T value)
+void FormatWithRuntime(Sink& out, const Directive& directive, const char* lengthText, T value)
 {
-    const std::string format = RuntimeSpec(spec, lengthText);
+    const std::string format = RuntimeSpec(directive, lengthText);
     char local[128];
     const int needed = std::snprintf(local, sizeof local, format.c_str(), value);
     if (needed < 0) return; // unconvertible (a wide character the locale cannot show): nothing
@@ -347,43 +347,47 @@ const char* ParseLength(const char* p, Length& length)
 }
 
 // Parses a conversion after its '%'; returns the position of the conversion letter.
-const char* ParseSpec(const char* p, Spec& spec)
+const char* ParseSpec(const char* p, Directive& directive)
 {
-    p = ParsePosition(p, spec.argument);
+    p = ParsePosition(p, directive.argument);
     for (;; ++p) {
-        if (*p == '-') spec.left = true;
-        else if (*p == '+') spec.plus = true;
-        else if (*p == ' ') spec.space = true;
-        else if (*p == '#') spec.alt = true;
-        else if (*p == '0') spec.zero = true;
-        else if (*p == '\'') spec.grouping = true;
+        if (*p == '-') directive.left = true;
+        else if (*p == '+') directive.plus = true;
+        else if (*p == ' ') directive.space = true;
+        else if (*p == '#') directive.alt = true;
+        else if (*p == '0') directive.zero = true;
+        else if (*p == '\'') directive.grouping = true;
         else break;
     }
     if (*p == '*') {
-        spec.widthFromArgument = true;
-        p = ParsePosition(p + 1, spec.widthArgument);
+        directive.widthFromArgument = true;
+        p = ParsePosition(p + 1, directive.widthArgument);
     } else {
-        p = ParseNumber(p, spec.width);
+        p = ParseNumber(p, directive.width);
     }
     if (*p == '.') {
         ++p;
         if (*p == '*') {
-            spec.precisionFromArgument = true;
-            p = ParsePosition(p + 1, spec.precisionArgument);
+            directive.precisionFromArgument = true;
+            p = ParsePosition(p + 1, directive.precisionArgument);
         } else {
             std::size_t precision;
             p = ParseNumber(p, precision);
-            spec.precision = static_cast<int>(precision);
+            directive.precision = static_cast<int>(precision);
         }
     }
-    p = ParseLength(p, spec.length);
-    spec.conversion = *p;
-    spec.plain = !(spec.left || spec.plus || spec.space || spec.alt || spec.zero || spec.grouping || spec.width ||
-                   spec.widthFromArgument || spec.precisionFromArgument || spec.precision >= 0);
+    p = ParseLength(p, directive.length);
+    directive.conversion = *p;
+    directive.plain = !(directive.left || directive.plus || directive.space || directive.alt || directive.zero ||
+                        directive.grouping || directive.width || directive.widthFromArgument ||
+                        directive.precisionFromArgument || directive.precision >= 0);
     return p;
 }
 
-bool Positional(const Spec& spec) { return spec.argument || spec.widthArgument || spec.precisionArgument; }
+bool Positional(const Directive& directive)
+{
+    return directive.argument || directive.widthArgument || directive.precisionArgument;
+}
 
 // Integers as the caller passed them, narrowed as the length modifier says.
 long long Narrow(long long v, Length length)
@@ -413,9 +417,9 @@ unsigned long long NarrowUnsigned(long long v, Length length)
 // How an argument travels through "...".
 enum class Passed : unsigned char { Missing, Int, Long, LongLong, IntMax, Size, Double, LongDouble, Pointer };
 
-Passed PassedAs(const Spec& spec)
+Passed PassedAs(const Directive& directive)
 {
-    switch (spec.conversion) {
+    switch (directive.conversion) {
     case 'd':
     case 'i':
     case 'o':
@@ -423,8 +427,8 @@ Passed PassedAs(const Spec& spec)
     case 'x':
     case 'X':
     case 'c':
-        switch (spec.length) {
-        case Length::Long: return spec.conversion == 'c' ? Passed::Int : Passed::Long;
+        switch (directive.length) {
+        case Length::Long: return directive.conversion == 'c' ? Passed::Int : Passed::Long;
         case Length::LongLong:
         case Length::Int64: return Passed::LongLong;
         case Length::IntMax: return Passed::IntMax;
@@ -442,7 +446,7 @@ Passed PassedAs(const Spec& spec)
     case 'g':
     case 'G':
     case 'a':
-    case 'A': return spec.length == Length::LongDouble ? Passed::LongDouble : Passed::Double;
+    case 'A': return directive.length == Length::LongDouble ? Passed::LongDouble : Passed::Double;
     default: return Passed::Missing;
     }
 }
@@ -484,12 +488,12 @@ public:
                 ++p;
                 continue;
             }
-            Spec spec;
-            p = ParseSpec(p, spec);
+            Directive directive;
+            p = ParseSpec(p, directive);
             // Conversions without a position have none to read in this form: they print as zero.
-            if (spec.widthFromArgument) Note(spec.widthArgument, Passed::Int);
-            if (spec.precisionFromArgument) Note(spec.precisionArgument, Passed::Int);
-            Note(spec.argument, PassedAs(spec));
+            if (directive.widthFromArgument) Note(directive.widthArgument, Passed::Int);
+            if (directive.precisionFromArgument) Note(directive.precisionArgument, Passed::Int);
+            Note(directive.argument, PassedAs(directive));
             if (*p) ++p;
         }
         // Read in order up to the first position the format never names: its type is unknown.
@@ -553,49 +557,50 @@ void StoreCount(Length length, Arguments& args, int index, std::size_t count)
 
 // Formats one parsed conversion; returns false if the conversion letter is unknown.
 template <typename Arguments>
-bool FormatConversion(Sink& out, const Spec& spec, Arguments& args)
+bool FormatConversion(Sink& out, const Directive& directive, Arguments& args)
 {
-    const int at = spec.argument;
-    switch (spec.conversion) {
+    const int at = directive.argument;
+    switch (directive.conversion) {
     case 'd':
     case 'i': {
-        const long long v = Narrow(args.Integer(PassedAs(spec), at), spec.length);
-        if (spec.grouping) return FormatWithRuntime(out, spec, "ll", v), true;
+        const long long v = Narrow(args.Integer(PassedAs(directive), at), directive.length);
+        if (directive.grouping) return FormatWithRuntime(out, directive, "ll", v), true;
         const unsigned long long magnitude =
             v < 0 ? 0ull - static_cast<unsigned long long>(v) : static_cast<unsigned long long>(v);
-        FormatInteger(out, spec, magnitude, v < 0, true);
+        FormatInteger(out, directive, magnitude, v < 0, true);
         return true;
     }
     case 'u':
     case 'o':
     case 'x':
     case 'X': {
-        const unsigned long long v = NarrowUnsigned(args.Integer(PassedAs(spec), at), spec.length);
-        if (spec.grouping) return FormatWithRuntime(out, spec, "ll", v), true;
-        FormatInteger(out, spec, v, false, false);
+        const unsigned long long v = NarrowUnsigned(args.Integer(PassedAs(directive), at), directive.length);
+        if (directive.grouping) return FormatWithRuntime(out, directive, "ll", v), true;
+        FormatInteger(out, directive, v, false, false);
         return true;
     }
     case 'p': {
         const void* pointer = args.Pointer(at);
-        if (!pointer) return FormatText(out, spec, "(nil)", 5), true;
-        FormatInteger(out, spec, reinterpret_cast<std::uintptr_t>(pointer), false, false);
+        if (!pointer) return FormatText(out, directive, "(nil)", 5), true;
+        FormatInteger(out, directive, reinterpret_cast<std::uintptr_t>(pointer), false, false);
         return true;
     }
     case 'c': {
         const int v = args.Int(at);
-        if (spec.length == Length::Long) return FormatWithRuntime(out, spec, "l", static_cast<wint_t>(v)), true;
+        if (directive.length == Length::Long)
+            return FormatWithRuntime(out, directive, "l", static_cast<wint_t>(v)), true;
         const char c = static_cast<char>(v);
-        FormatText(out, spec, &c, 1);
+        FormatText(out, directive, &c, 1);
         return true;
     }
     case 's': {
         const void* text = args.Pointer(at);
-        if (spec.length == Length::Long)
-            return FormatWithRuntime(out, spec, "l", static_cast<const wchar_t*>(text)), true;
-        FormatCString(out, spec, static_cast<const char*>(text));
+        if (directive.length == Length::Long)
+            return FormatWithRuntime(out, directive, "l", static_cast<const wchar_t*>(text)), true;
+        FormatCString(out, directive, static_cast<const char*>(text));
         return true;
     }
-    case 'n': StoreCount(spec.length, args, at, out.Length()); return true;
+    case 'n': StoreCount(directive.length, args, at, out.Length()); return true;
     case 'f':
     case 'F':
     case 'e':
@@ -604,13 +609,13 @@ bool FormatConversion(Sink& out, const Spec& spec, Arguments& args)
     case 'G':
     case 'a':
     case 'A':
-        if (spec.length == Length::LongDouble) {
-            FormatWithRuntime(out, spec, "L", args.LongDouble(at));
-        } else if (spec.conversion == 'a' || spec.conversion == 'A' || spec.grouping ||
-                   (spec.alt && (spec.conversion == 'g' || spec.conversion == 'G'))) {
-            FormatWithRuntime(out, spec, "", args.Double(at));
+        if (directive.length == Length::LongDouble) {
+            FormatWithRuntime(out, directive, "L", args.LongDouble(at));
+        } else if (directive.conversion == 'a' || directive.conversion == 'A' || directive.grouping ||
+                   (directive.alt && (directive.conversion == 'g' || directive.conversion == 'G'))) {
+            FormatWithRuntime(out, directive, "", args.Double(at));
         } else {
-            FormatDouble(out, spec, args.Double(at));
+            FormatDouble(out, directive, args.Double(at));
         }
         return true;
     default: return false;
@@ -638,20 +643,20 @@ bool FormatAll(Sink& out, const char* p, Arguments& args)
             ++p;
             continue;
         }
-        Spec spec;
-        p = ParseSpec(p, spec);
-        if (sequential && first && Positional(spec)) return false;
+        Directive directive;
+        p = ParseSpec(p, directive);
+        if (sequential && first && Positional(directive)) return false;
         first = false;
-        if (spec.widthFromArgument) {
-            const int w = args.Int(spec.widthArgument);
-            if (w < 0) spec.left = true;
-            spec.width = w < 0 ? 0u - static_cast<unsigned>(w) : static_cast<unsigned>(w);
+        if (directive.widthFromArgument) {
+            const int w = args.Int(directive.widthArgument);
+            if (w < 0) directive.left = true;
+            directive.width = w < 0 ? 0u - static_cast<unsigned>(w) : static_cast<unsigned>(w);
         }
-        if (spec.precisionFromArgument) {
-            const int precision = args.Int(spec.precisionArgument);
-            spec.precision = precision < 0 ? -1 : precision;
+        if (directive.precisionFromArgument) {
+            const int precision = args.Int(directive.precisionArgument);
+            directive.precision = precision < 0 ? -1 : precision;
         }
-        if (spec.conversion && FormatConversion(out, spec, args)) {
+        if (directive.conversion && FormatConversion(out, directive, args)) {
             ++p;
             continue;
         }

@@ -64,17 +64,18 @@ TEST(StringFormat, AgreesWithTheRuntimeForIntegers)
     if (!kReferenceFormatter) GTEST_SKIP() << "the C runtime here is no reference formatter";
     const long long values[] = {0, 1, -1, 7, 42, -42, 255, 4096, INT_MAX, INT_MIN, LLONG_MAX, LLONG_MIN};
     for (const char* conversion : {"lld", "lli", "llu", "llo", "llx", "llX"}) {
-        for (const std::string& spec : Specs(conversion)) {
-            if (spec.find('#') != std::string::npos &&
+        for (const std::string& directive : Specs(conversion)) {
+            if (directive.find('#') != std::string::npos &&
                 (conversion[2] == 'd' || conversion[2] == 'i' || conversion[2] == 'u'))
                 continue; // '#' has no meaning there
             for (long long v : values)
-                ASSERT_EQ(SFormat(spec.c_str(), v).str(), Reference(spec.c_str(), v)) << spec << " " << v;
+                ASSERT_EQ(SFormat(directive.c_str(), v).str(), Reference(directive.c_str(), v))
+                    << directive << " " << v;
         }
     }
-    for (const std::string& spec : Specs("d"))
+    for (const std::string& directive : Specs("d"))
         for (int v : {0, -5, 123456})
-            ASSERT_EQ(SFormat(spec.c_str(), v).str(), Reference(spec.c_str(), v)) << spec << " " << v;
+            ASSERT_EQ(SFormat(directive.c_str(), v).str(), Reference(directive.c_str(), v)) << directive << " " << v;
 }
 
 TEST(StringFormat, AgreesWithTheRuntimeForDoubles)
@@ -84,14 +85,15 @@ TEST(StringFormat, AgreesWithTheRuntimeForDoubles)
                              123456.789, 1e15,    1e16,         1e100,   -1e-300, 9.9999, 0.00001, 999999.5,
                              DBL_MAX,    DBL_MIN, DBL_TRUE_MIN, 1.0 / 3, 5e-324,  1e21,   0.5,     1.25e-7};
     for (const char* conversion : {"f", "F", "e", "E", "g", "G"})
-        for (const std::string& spec : Specs(conversion))
+        for (const std::string& directive : Specs(conversion))
             for (double v : values)
-                ASSERT_EQ(SFormat(spec.c_str(), v).str(), Reference(spec.c_str(), v)) << spec << " " << v;
-    for (const char* spec : {"%f", "%e", "%g", "%10.3F", "%-8G", "%+E", "%010f"}) {
+                ASSERT_EQ(SFormat(directive.c_str(), v).str(), Reference(directive.c_str(), v))
+                    << directive << " " << v;
+    for (const char* directive : {"%f", "%e", "%g", "%10.3F", "%-8G", "%+E", "%010f"}) {
         for (double v : {INFINITY, -INFINITY, NAN}) {
             // The sign of a NaN is the platform's affair; compare without it.
-            String ours = SFormat(spec, v), theirs = Reference(spec, v);
-            ASSERT_EQ(ours.Replace("-", " "), theirs.Replace("-", " ")) << spec;
+            String ours = SFormat(directive, v), theirs = Reference(directive, v);
+            ASSERT_EQ(ours.Replace("-", " "), theirs.Replace("-", " ")) << directive;
         }
     }
 }
@@ -115,10 +117,10 @@ TEST(StringFormat, SameTextOnEveryPlatform)
 
 TEST(StringFormat, TextsCharactersAndPointers)
 {
-    for (const std::string& spec : Specs("s")) {
+    for (const std::string& directive : Specs("s")) {
         for (const char* v : {"", "a", "hello", "a long text of more than 25 characters"}) {
             if (kReferenceFormatter) {
-                ASSERT_EQ(SFormat(spec.c_str(), v).str(), Reference(spec.c_str(), v)) << spec;
+                ASSERT_EQ(SFormat(directive.c_str(), v).str(), Reference(directive.c_str(), v)) << directive;
             }
         }
     }
