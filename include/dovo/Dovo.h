@@ -18,8 +18,20 @@
 #include <dovo/WeakPointerException.h>
 #include <dovo/_AutoInitialized.h>
 
+#include <dovo/HasSlots.h>
+#include <dovo/Signal.h>
+#include <dovo/SignalBase.h>
+#include <dovo/SmartCountedBase.h>
+#include <dovo/SmartHandle.h>
+
 #include <dovo/FastMutex.h>
+#include <dovo/Mutex.h>
+#include <dovo/RWLock.h>
+#include <dovo/Semaphore.h>
 #include <dovo/StaticFastMutex.h>
+#include <dovo/ThreadPolicy.h>
+#include <dovo/Trigger.h>
+#include <dovo/_AutoHandle.h>
 
 #include <dovo/Path.h>
 
