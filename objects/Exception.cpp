@@ -22,6 +22,9 @@ std::atomic<hooks::ThreadNamer> g_threadNamer{nullptr};
 // constructor has run. The flag is set while logging is allowed, i.e. not already in progress.
 StaticFastMutex g_logLock;
 bool g_notLogging = true;
+// Its first use made here, while the library loads on one thread: threads that throw later never
+// race to set it up.
+const bool g_logLockReady = (g_logLock.Enter(), g_logLock.Leave(), true);
 
 String Hex8(int value) { return String().AppendHex(static_cast<std::uint32_t>(value), 8, true, true); }
 

@@ -18,6 +18,8 @@ namespace {
 // a zero-initialised lock and a pointer that the first registration fills.
 StaticFastMutex g_registryLock;
 std::unordered_map<LibStatic*, const char*>* g_registry = nullptr;
+// First used here, on the one thread that loads the library.
+const bool g_registryLockReady = (g_registryLock.Enter(), g_registryLock.Leave(), true);
 
 class RegistryLock
 {

@@ -43,7 +43,7 @@ StaticFastMutex::StaticFastMutex() : m_counter(), m_mutex(FastMutex::NoInit{}), 
 }
 
 // The member's destructor deletes the native lock; a later use sets it up again.
-StaticFastMutex::~StaticFastMutex() { m_marker = 0; }
+StaticFastMutex::~StaticFastMutex() { __atomic_store_n(&m_marker, 0u, __ATOMIC_RELEASE); }
 
 void StaticFastMutex::Initialize()
 {
@@ -51,7 +51,7 @@ void StaticFastMutex::Initialize()
         m_mutex.Initialize();
         m_counter.DoneInitialization();
     }
-    m_marker = kInitializedMarker;
+    __atomic_store_n(&m_marker, kInitializedMarker, __ATOMIC_RELEASE);
 }
 
 } // namespace dovo

@@ -7,7 +7,9 @@
 namespace dovo {
 
 /// A FastMutex for objects of static storage: usable before its own constructor has run (the first
-/// use initialises it), so statics can lock while static construction is still going on.
+/// use initialises it), so statics can lock while static construction is still going on. The first
+/// use must come from one thread: a second thread arriving while the first initialises gives up with
+/// an exception (see _AutoInitialized). The constructor sets the lock up afresh.
 class DOVO_API StaticFastMutex
 {
 public:
@@ -27,7 +29,7 @@ private:
     StaticFastMutex& operator=(const StaticFastMutex&) = delete;
 
     void Initialize();
-    bool IsInitialized() const { return m_marker == kInitializedMarker; }
+    bool IsInitialized() const { return __atomic_load_n(&m_marker, __ATOMIC_ACQUIRE) == kInitializedMarker; }
     FastMutex& Get()
     {
         if (!IsInitialized()) Initialize();

@@ -56,6 +56,8 @@ TEST(StaticFastMutex, UsableInZeroedStorageBeforeItsConstructor)
 TEST(StaticFastMutex, ExcludesOtherThreads)
 {
     static StaticFastMutex lock;
+    lock.Enter(); // the first use, on one thread
+    lock.Leave();
     long long counter = 0;
     std::thread threads[2];
     for (auto& t : threads)
