@@ -61,6 +61,7 @@ struct Group
     double dovo = -1;
     std::vector<Peer> peers;
     std::vector<std::string> problems; // failed runs, named
+    bool wall = false;                 // some of its times are real time
 };
 
 } // namespace
@@ -93,12 +94,16 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs)
         if (added) m_order.push_back(name);
         Times& times = it->second;
         times.family = run.family_index;
+        // A benchmark timed by the wall clock (UseRealTime, UseManualTime) is compared by that time: the
+        // CPU time would miss whatever its threads spend asleep waiting for each other.
+        times.wall = !run.run_name.time_type.empty();
         if (run.error_occurred) {
             times.failed = true;
             times.error = run.error_message;
             continue;
         }
-        const double ns = run.GetAdjustedCPUTime() * 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
+        const double time = times.wall ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+        const double ns = time * 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
         if (run.run_type == Run::RT_Iteration) times.iterations.push_back(ns);
         else if (run.aggregate_name == "median") times.median = ns;
     }
@@ -126,6 +131,7 @@ int RatioReporter::PrintTable(std::ostream& out) const
             group = groups.end() - 1;
         }
         const Times& times = m_times.at(name);
+        group->wall = group->wall || times.wall;
         if (times.failed || (times.iterations.empty() && times.median < 0)) {
             group->problems.push_back(peer + ": " + (times.failed ? times.error : "no time"));
             continue;
@@ -138,11 +144,13 @@ int RatioReporter::PrintTable(std::ostream& out) const
 
     std::size_t nameWidth = 5;
     std::size_t ratiosWidth = 6;
+    std::size_t bestWidth = 8;
     std::vector<std::string> ratioTexts;
     for (const Group& g : groups) {
-        nameWidth = std::max(nameWidth, g.name.size());
+        nameWidth = std::max(nameWidth, g.name.size() + (g.wall ? 2 : 0));
         std::string ratios;
         for (const Peer& p : g.peers) {
+            bestWidth = std::max(bestWidth, p.name.size());
             if (!ratios.empty()) ratios += "  ";
             ratios += p.name + ' ' + (g.dovo > 0 && p.ns > 0 ? Fixed(g.dovo / p.ns, 2) : std::string("-"));
         }
@@ -150,23 +158,25 @@ int RatioReporter::PrintTable(std::ostream& out) const
         ratioTexts.push_back(std::move(ratios));
     }
 
-    out << "\nDovo against its peers: CPU time per iteration (the median when repeated); a ratio is Dovo's "
-           "time / the peer's, below 1 when Dovo is faster.\n"
+    const bool anyWall = std::any_of(groups.begin(), groups.end(), [](const Group& g) { return g.wall; });
+    out << "\nDovo against its peers: CPU time per iteration" << (anyWall ? ", real time in the groups marked *" : "")
+        << " (the median when repeated); a ratio is Dovo's time / the peer's, below 1 when Dovo is faster.\n"
         << Pad("group", nameWidth) << "  " << Pad("dovo", 10, true) << "  " << Pad("ratios", ratiosWidth) << "  "
-        << Pad("best", 8) << "  " << Pad("vs best", 7, true) << "  " << Pad("aim", 5, true) << '\n';
+        << Pad("best", bestWidth) << "  " << Pad("vs best", 7, true) << "  " << Pad("aim", 5, true) << '\n';
     int above = 0;
     for (std::size_t i = 0; i < groups.size(); ++i) {
         const Group& g = groups[i];
-        out << Pad(g.name, nameWidth) << "  " << Pad(g.dovo > 0 ? Duration(g.dovo) : "-", 10, true) << "  "
-            << Pad(ratioTexts[i], ratiosWidth) << "  ";
+        out << Pad(g.wall ? g.name + " *" : g.name, nameWidth) << "  "
+            << Pad(g.dovo > 0 ? Duration(g.dovo) : "-", 10, true) << "  " << Pad(ratioTexts[i], ratiosWidth) << "  ";
         const auto best =
             std::min_element(g.peers.begin(), g.peers.end(), [](const Peer& a, const Peer& b) { return a.ns < b.ns; });
         const double aim = AimOf(g.name);
         if (best == g.peers.end() || g.dovo <= 0 || best->ns <= 0) {
-            out << Pad("-", 8) << "  " << Pad("-", 7, true) << "  " << Pad(Fixed(aim, 2), 5, true);
+            out << Pad("-", bestWidth) << "  " << Pad("-", 7, true) << "  " << Pad(Fixed(aim, 2), 5, true);
         } else {
             const double ratio = g.dovo / best->ns;
-            out << Pad(best->name, 8) << "  " << Pad(Fixed(ratio, 2), 7, true) << "  " << Pad(Fixed(aim, 2), 5, true);
+            out << Pad(best->name, bestWidth) << "  " << Pad(Fixed(ratio, 2), 7, true) << "  "
+                << Pad(Fixed(aim, 2), 5, true);
             if (ratio > aim) {
                 out << "  <-- above aim";
                 ++above;

@@ -6,7 +6,9 @@
 // The peer is the last segment of the name and the group everything before it; the peer "dovo" is
 // the library. After Google Benchmark has run, the table prints for every group Dovo's CPU time per
 // iteration, its ratio to each peer (Dovo / peer: below 1 means Dovo is faster), the fastest peer,
-// and marks the groups where the ratio to that peer is above the group's aim.
+// and marks the groups where the ratio to that peer is above the group's aim. Benchmarks registered
+// with UseRealTime (or UseManualTime), such as threads that wait for each other, are compared by that
+// time instead, and their group is marked with a star.
 
 #include <benchmark/benchmark.h>
 
@@ -46,8 +48,9 @@ public:
 private:
     struct Times
     {
-        std::vector<double> iterations; // ns of CPU time per iteration, one per repetition
+        std::vector<double> iterations; // ns per iteration, one per repetition
         double median = -1;             // the "median" aggregate, when repetitions report one
+        bool wall = false;              // timed by real (or manual) time rather than CPU time
         std::int64_t family = 0;        // the registration order
         bool failed = false;
         std::string error;
