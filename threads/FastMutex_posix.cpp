@@ -1,14 +1,59 @@
+// FastMutex on POSIX: a recursive lock of our own over a futex word, in the manner of a critical
+// section. The word is 0 when free, 1 when held, 2 when held with waiters; the owner and the
+// recursion count let the holder enter again. All-zero storage is a free lock, which is what lets a
+// StaticFastMutex work before its constructor has run.
+
 #include <dovo/FastMutex.h>
 
+#include "threads/Kernel.h"
+
+#include <atomic>
+#include <climits>
+#include <cstdint>
+#include <linux/futex.h>
 #include <new>
-#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace dovo {
 
 namespace {
-static_assert(sizeof(pthread_mutex_t) <= 40 && alignof(pthread_mutex_t) <= 8, "FastMutex storage too small");
 
-pthread_mutex_t* Native(unsigned char* storage) { return reinterpret_cast<pthread_mutex_t*>(storage); }
+struct Native
+{
+    std::atomic<int> state;
+    std::atomic<std::uint32_t> owner;
+    unsigned count;
+};
+static_assert(sizeof(Native) <= 40 && alignof(Native) <= 8, "FastMutex storage too small");
+
+Native& Of(unsigned char* storage) { return *std::launder(reinterpret_cast<Native*>(storage)); }
+
+void FutexWait(std::atomic<int>& word, int expected)
+{
+    syscall(SYS_futex, reinterpret_cast<int*>(&word), FUTEX_WAIT_PRIVATE, expected, nullptr, nullptr, 0);
+}
+
+void FutexWake(std::atomic<int>& word)
+{
+    syscall(SYS_futex, reinterpret_cast<int*>(&word), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
+
+void Take(Native& n, std::uint32_t me)
+{
+    int c = 0;
+    if (!n.state.compare_exchange_strong(c, 1, std::memory_order_acquire)) {
+        // Contended: mark the word as having waiters and sleep until it is handed back free.
+        if (c != 2) c = n.state.exchange(2, std::memory_order_acquire);
+        while (c != 0) {
+            FutexWait(n.state, 2);
+            c = n.state.exchange(2, std::memory_order_acquire);
+        }
+    }
+    n.owner.store(me, std::memory_order_relaxed);
+    n.count = 1;
+}
+
 } // namespace
 
 FastMutex::FastMutex() { Initialize(); }
@@ -17,22 +62,43 @@ FastMutex::FastMutex(const FastMutex&) { Initialize(); }
 
 FastMutex::~FastMutex() { Destroy(); }
 
-void FastMutex::Initialize()
+void FastMutex::Initialize() { new (m_native) Native{{0}, {0}, 0}; }
+
+void FastMutex::Destroy() {}
+
+void FastMutex::Enter()
 {
-    // Recursive, as the critical section it stands for.
-    pthread_mutexattr_t attributes;
-    pthread_mutexattr_init(&attributes);
-    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutex_init(new (m_native) pthread_mutex_t, &attributes);
-    pthread_mutexattr_destroy(&attributes);
+    Native& n = Of(m_native);
+    const std::uint32_t me = kernel::CurrentThreadId();
+    // Only the holder can find itself as owner.
+    if (n.owner.load(std::memory_order_relaxed) == me) {
+        ++n.count;
+        return;
+    }
+    Take(n, me);
 }
 
-void FastMutex::Destroy() { pthread_mutex_destroy(Native(m_native)); }
+bool FastMutex::TryEnter()
+{
+    Native& n = Of(m_native);
+    const std::uint32_t me = kernel::CurrentThreadId();
+    if (n.owner.load(std::memory_order_relaxed) == me) {
+        ++n.count;
+        return true;
+    }
+    int c = 0;
+    if (!n.state.compare_exchange_strong(c, 1, std::memory_order_acquire)) return false;
+    n.owner.store(me, std::memory_order_relaxed);
+    n.count = 1;
+    return true;
+}
 
-void FastMutex::Enter() { pthread_mutex_lock(Native(m_native)); }
-
-void FastMutex::Leave() { pthread_mutex_unlock(Native(m_native)); }
-
-bool FastMutex::TryEnter() { return pthread_mutex_trylock(Native(m_native)) == 0; }
+void FastMutex::Leave()
+{
+    Native& n = Of(m_native);
+    if (--n.count != 0) return;
+    n.owner.store(0, std::memory_order_relaxed);
+    if (n.state.exchange(0, std::memory_order_release) == 2) FutexWake(n.state);
+}
 
 } // namespace dovo

@@ -27,7 +27,7 @@ struct Waiter
     std::condition_variable wake;
 };
 
-struct Object
+struct Object : ObjectHead
 {
     enum Kind { MutexKind, EventKind, SemaphoreKind, CustomKind } kind;
     int handles = 1; // open handles, plus one per wait in progress
@@ -36,7 +36,6 @@ struct Object
     int count = 0, maximum = 0;                  // semaphores
     std::uint32_t owner = 0;                     // mutexes
     int recursion = 0;
-    Custom* custom = nullptr; // the library's own objects
 
     explicit Object(Kind k) : kind(k) {}
     ~Object() { delete custom; }
@@ -70,7 +69,7 @@ struct Object
     }
 };
 
-Object* Get(Handle h) { return IsValid(h) ? static_cast<Object*>(h) : nullptr; }
+Object* Get(Handle h) { return IsValid(h) ? static_cast<Object*>(static_cast<ObjectHead*>(h)) : nullptr; }
 
 // Drops one reference; the last one deletes the object. Called with g_lock held.
 void Unref(Object* o)
@@ -84,7 +83,7 @@ bool Fail(int error)
     return false;
 }
 
-Handle Make(Object* o) { return static_cast<Handle>(o); }
+Handle Make(Object* o) { return static_cast<Handle>(static_cast<ObjectHead*>(o)); }
 
 std::uint32_t WaitMany(const Handle* handles, int count, bool all, std::uint32_t milliseconds);
 
@@ -95,13 +94,6 @@ Handle CreateCustom(Custom* custom)
     auto* o = new Object(Object::CustomKind);
     o->custom = custom;
     return Make(o);
-}
-
-Custom* GetCustom(Handle h)
-{
-    // The object lives while the caller holds its handle; its kind never changes.
-    Object* o = Get(h);
-    return o && o->kind == Object::CustomKind ? o->custom : nullptr;
 }
 
 Handle NewMutex() { return Make(new Object(Object::MutexKind)); }
@@ -246,10 +238,15 @@ bool Close(Handle object)
     return true;
 }
 
+namespace {
+// Read on every lock operation: a plain thread-local word of the executable's static TLS block.
+__attribute__((tls_model("initial-exec"))) thread_local std::uint32_t t_threadId = 0;
+} // namespace
+
 std::uint32_t CurrentThreadId()
 {
-    thread_local const auto id = static_cast<std::uint32_t>(syscall(SYS_gettid));
-    return id;
+    if (__builtin_expect(t_threadId == 0, 0)) t_threadId = static_cast<std::uint32_t>(syscall(SYS_gettid));
+    return t_threadId;
 }
 
 } // namespace dovo::kernel

@@ -12,9 +12,15 @@ struct Custom
     virtual ~Custom() = default;
 };
 
+/// What every object behind a handle starts with (a handle points at it).
+struct ObjectHead
+{
+    Custom* custom = nullptr;
+};
+
 /// Takes ownership of the object.
 Handle CreateCustom(Custom* object);
-/// The object behind a handle made by CreateCustom, or null.
-Custom* GetCustom(Handle handle);
+/// The object behind a valid handle made by CreateCustom (read on every operation of its owner).
+inline Custom* GetCustom(Handle handle) { return static_cast<ObjectHead*>(handle)->custom; }
 
 } // namespace dovo::kernel
