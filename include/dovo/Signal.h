@@ -105,16 +105,17 @@ private:
         HasSlots<Policy>* holder; // null once disconnected
     };
 
+    // The holder is turned back into its own type only when called: a holder's copy is connected
+    // while it is still being built.
     template <typename Holder>
     struct MemberConnection : Connection
     {
-        MemberConnection(Holder* object, void (Holder::*m)(Args...)) : Connection(object), object(object), method(m) {}
-        void Call(Args... args) override { (object->*method)(args...); }
+        MemberConnection(HasSlots<Policy>* holder, void (Holder::*m)(Args...)) : Connection(holder), method(m) {}
+        void Call(Args... args) override { (static_cast<Holder*>(this->holder)->*method)(args...); }
         std::unique_ptr<Connection> Clone(HasSlots<Policy>* newHolder) const override
         {
-            return std::unique_ptr<Connection>(new MemberConnection(static_cast<Holder*>(newHolder), method));
+            return std::unique_ptr<Connection>(new MemberConnection(newHolder, method));
         }
-        Holder* object;
         void (Holder::*method)(Args...);
     };
 
