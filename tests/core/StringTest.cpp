@@ -5,366 +5,255 @@
 
 #include <map>
 #include <memory>
+#include <sstream>
+#include <tuple>
 
 using dovo::String;
 
-TEST(String, ConstructionAndAssignment)
+namespace {
+
+constexpr std::size_t npos = std::string::npos;
+
+// The results of one table row's calls as one text, "a|b|c", so that a row is checked in one go.
+template <typename... T>
+std::string Results(const T&... values)
 {
+    std::ostringstream out;
+    const char* separator = "";
+    ((out << separator << values, separator = "|"), ...);
+    return out.str();
+}
+
+// Runs call, which must throw a library exception: "module|method|0xerror|has a debug message|message".
+template <typename F>
+std::string Thrown(F call)
+{
+    try {
+        call();
+    } catch (dovo::Exception* e) {
+        const std::unique_ptr<dovo::Exception> owned(e);
+        return Results(e->Module(), e->Method(), dovo::SFormat("0x%x", e->Error()), !e->DebugMessage().Empty(),
+                       e->Message());
+    }
+    return "nothing thrown";
+}
+
+} // namespace
+
+TEST(String, ConstructionAssignmentAndBuffers)
+{
+    const String withNul("a\0b", 3); // a sized text keeps its NUL bytes
+    EXPECT_EQ(Results(withNul.Length(), withNul == String("a\0c", 3), String('x', 4)), "3|0|xxxx");
     EXPECT_TRUE(String(static_cast<const char*>(nullptr)).Empty());
-    const String withNul("a\0b", 3);
-    EXPECT_EQ(withNul.Length(), 3);
-    EXPECT_EQ(withNul[1], '\0');
-    EXPECT_EQ(String('x', 4), "xxxx");
-    EXPECT_EQ(String('x', 0), "");
-
-    String s;
-    s = 0.1;
-    EXPECT_EQ(s, "0.1");
-    s = 1e10;
-    EXPECT_EQ(s, "1e+10"); // two exponent digits on every platform
-    s = 0.1f;              // widened to double first, printed with six significant digits
-    EXPECT_EQ(s, "0.1");
-    s = static_cast<const char*>(nullptr);
-    EXPECT_EQ(s, "");
-
-    s = "ab";
-    s += String("c");
-    s += std::string("d");
-    s += "e";
-    s += 'f';
+    // "%g": two exponent digits on every platform; a float is widened to double first.
+    EXPECT_EQ(Results(String() = 1e10, String() = 0.1f, String("x") = static_cast<const char*>(nullptr)), "1e+10|0.1|");
+    String s("a"), t("one");
+    s += std::string("b");
     s += static_cast<const char*>(nullptr);
-    EXPECT_EQ(s, "abcdef");
-    EXPECT_EQ(s.Copy("xyz", 2), "xy");
-    EXPECT_EQ(String("a") + "b" + String("c") + 'd', "abcd");
+    s.Swap(t);
+    static_cast<std::string&>(s) += "!"; // the standard string underneath, for standard algorithms
+    EXPECT_EQ(Results(s + t + "c" + 'd', "x" + t), "one!abcd|xab");
+    EXPECT_EQ(t.Copy("xyz", 2), "xy");
 
-    String a("one"), b("two");
-    a.Swap(b);
-    EXPECT_EQ(a, "two");
-    EXPECT_EQ(b, "one");
-
-    // The standard string underneath is reachable for standard algorithms.
-    std::string& raw = a;
-    raw += "!";
-    EXPECT_EQ(a, "two!");
-}
-
-TEST(String, ClearReleasesOrKeepsTheBlock)
-{
-    String s(std::string(1000, 'x'));
-    const std::size_t capacity = static_cast<const std::string&>(s).capacity();
+    s = std::string(1000, 'x');
+    const std::size_t capacity = s.str().capacity();
     s.Clear(false);
-    EXPECT_TRUE(s.Empty());
-    EXPECT_EQ(static_cast<const std::string&>(s).capacity(), capacity);
-    s = String(std::string(1000, 'x'));
+    EXPECT_EQ(Results(s.Empty(), s.str().capacity() == capacity), "1|1"); // the block is kept
+    s.GetBufferSetLength(1000);
     s.Clear(true);
-    EXPECT_TRUE(s.Empty());
-    EXPECT_LT(static_cast<const std::string&>(s).capacity(), 100u);
-}
+    EXPECT_EQ(Results(s.Empty(), s.str().capacity() < 100), "1|1"); // released
 
-TEST(String, BuffersAndPositionsPastTheEnd)
-{
-    String s("abc");
-    char* p = s.GetBuffer(2); // never shortens
-    EXPECT_EQ(s.Length(), 3);
-    p[0] = 'A';
-    EXPECT_EQ(s, "Abc");
-    s.GetBuffer(5); // extends with NULs
+    s = "abc";
+    s.GetBuffer(2)[0] = 'A'; // never shortens
+    s.GetBuffer(5);          // extends with NULs
     EXPECT_EQ(s, String("Abc\0\0", 5));
     s.GetBufferSetLength(1);
-    EXPECT_EQ(s, "A");
-
     const String& constant = s;
-    EXPECT_EQ(constant[0], 'A');
-    EXPECT_EQ(constant[100], '\0');
-    for (std::size_t past : {std::size_t{1}, static_cast<std::size_t>(-1)}) {
-        try {
-            s[past] = 'x';
-            ADD_FAILURE() << "no exception for position " << past;
-        } catch (dovo::Exception* e) {
-            std::unique_ptr<dovo::Exception> owned(e);
-            EXPECT_EQ(e->Module(), "String");
-            EXPECT_EQ(e->Error(), 0x20000005);
-            EXPECT_TRUE(e->Message().EndsWith("is beyond current limit 1")) << e->Message();
-        }
-    }
+    EXPECT_EQ(Results(constant, constant[0], constant[100] == '\0'), "A|A|1");
+    for (std::size_t past : {std::size_t{1}, npos})
+        EXPECT_EQ(Thrown([&] { s[past] = 'x'; }), "String|operator[]|0x20000005|0|Requested index " +
+                                                      std::to_string(past) + " is beyond current limit 1");
     EXPECT_EQ(s, "A");
 }
 
-TEST(String, Comparisons)
+TEST(String, ComparisonsAndRegex)
 {
-    EXPECT_TRUE(String("ab") < String("abc"));
-    EXPECT_FALSE(String("abc") < String("ab"));
-    EXPECT_TRUE(String("B") < String("a")); // byte-wise and case-sensitive
-    EXPECT_TRUE(String("\x7f") < String("\x80"));
-    EXPECT_NE(String("a\0b", 3), String("a\0c", 3));
+    // {a, b, "a < b|Compare|CompareNoCase|%="}: byte-wise operators; an explicit rule for empty texts.
+    const std::tuple<String, const char*, const char*> rows[] = {
+        {"", "", "0|0|0|1"},          {"", "a", "1|-1|-1|0"},        {"A", "", "0|1|1|0"},
+        {"ab", "abc", "1|-1|-1|0"},   {"abc", "ab", "0|1|1|0"},      {"B", "a", "1|-1|1|0"},
+        {"abc", "abc", "0|0|0|1"},    {"abc", "ABC", "0|1|0|1"},     {"ABC", "abd", "1|-1|-1|0"},
+        {"Hello", "Hell", "0|1|1|0"}, {"Hello", "hELLO", "1|-1|0|1"}};
+    for (const auto& [a, b, results] : rows)
+        EXPECT_EQ(results, Results(a < String(b), a.Compare(b), a.CompareNoCase(b), a %= b)) << Results(a, b);
+    EXPECT_LT(String("\x7f"), String("\x80"));
+    const std::map<String, int, String::ciless> names{{"Alpha", 1}, {"ALPHA", 2}, {"beta", 3}};
+    EXPECT_EQ(Results(names.size(), names.at("alpha"), names.begin()->first), "2|1|Alpha");
 
-    EXPECT_EQ(String("").Compare(""), 0);
-    EXPECT_EQ(String("").Compare("a"), -1);
-    EXPECT_EQ(String("a").Compare(""), 1);
-    EXPECT_EQ(String("a").Compare("b"), -1);
-    EXPECT_EQ(String("b").Compare("a"), 1);
-    EXPECT_EQ(String("abc").Compare("abc"), 0);
-    EXPECT_EQ(String("ABC").CompareNoCase("abd"), -1);
-    EXPECT_EQ(String("abc").CompareNoCase("ABC"), 0);
-    EXPECT_EQ(String("").CompareNoCase("A"), -1);
-    EXPECT_EQ(String("A").CompareNoCase(""), 1);
-
-    EXPECT_TRUE(String("") %= String(""));
-    EXPECT_FALSE(String("") %= String("a"));
-    EXPECT_FALSE(String("a") %= String(""));
-    EXPECT_TRUE(String("Hello") %= String("hELLO"));
-    EXPECT_FALSE(String("Hello") %= String("Hell"));
-
-    std::map<String, int, String::ciless> names;
-    names["Alpha"] = 1;
-    names["ALPHA"] = 2;
-    names["beta"] = 3;
-    EXPECT_EQ(names.size(), 2u);
-    EXPECT_EQ(names["alpha"], 2);
-    EXPECT_EQ(names.begin()->first, "Alpha");
-}
-
-TEST(String, RegexMatchesTheWholeText)
-{
-    EXPECT_TRUE(String("abc123").RegexMatch("[a-z]+\\d+"));
-    EXPECT_FALSE(String("abc123x").RegexMatch("[a-z]+\\d+")); // a substring match is not enough
-    EXPECT_TRUE(String("").RegexMatch(".*"));
-    EXPECT_TRUE(String("AbC").RegexMatch("(?i)abc"));
-    // Alternating patterns must not be confused by the compiled-pattern cache.
-    EXPECT_TRUE(String("x").RegexMatch("x"));
-    EXPECT_FALSE(String("x").RegexMatch("y"));
-    EXPECT_TRUE(String("x").RegexMatch("x"));
+    // The whole text must match. In this order: alternating patterns must not confuse the compiled-pattern cache.
+    const std::tuple<const char*, const char*, bool> matches[] = {
+        {"abc123", "[a-z]+\\d+", true}, {"abc123x", "[a-z]+\\d+", false}, {"AbC", "(?i)abc", true},
+        {"", "[a-z]*\\d*", true},       {"x1", "[a-z]\\d", true},         {"x1", "[a-z]", false},
+        {"x1", "[a-z]\\d", true}};
+    for (const auto& [text, pattern, match] : matches) EXPECT_EQ(String(text).RegexMatch(pattern), match) << pattern;
     for (const char* bad : {"(unclosed", "[z-a]", "*", "a{2,1}", "\\"}) {
-        try {
-            String("a").RegexMatch(bad);
-            ADD_FAILURE() << "no exception for " << bad;
-        } catch (dovo::Exception* e) {
-            std::unique_ptr<dovo::Exception> owned(e);
-            EXPECT_EQ(e->Method(), "RegexMatch");
-            EXPECT_EQ(e->Error(), 0x20000004);
-            EXPECT_TRUE(e->Message().Contains(bad)) << e->Message();
-            EXPECT_FALSE(e->DebugMessage().Empty());
-        }
+        const String thrown = Thrown([&] { String("a").RegexMatch(bad); });
+        EXPECT_TRUE(thrown.StartsWith("String|RegexMatch|0x20000004|1|") && thrown.Contains(bad)) << thrown;
     }
     EXPECT_TRUE(String("a").RegexMatch("a")); // still usable after a bad pattern
 }
 
-TEST(String, ForwardAndBackwardSearches)
+TEST(String, Searches)
 {
-    const String s("abcabc");
-    EXPECT_EQ(s.Find("bc"), 1);
-    EXPECT_EQ(s.Find("bc", 2), 4);
-    EXPECT_EQ(s.Find("bc", 5), -1);
-    EXPECT_EQ(s.Find("bc", 1000), -1);
-    EXPECT_EQ(s.Find("x"), -1);
-
-    EXPECT_EQ(s.FindNoCase("BC"), 1);
-    EXPECT_EQ(s.FindNoCase("BC", 2), 4);
-    EXPECT_EQ(s.FindNoCase(""), -1); // not 0
-    EXPECT_EQ(String("").FindNoCase("a"), -1);
-    EXPECT_EQ(s.FindNoCase("a", 6), -1);
-    EXPECT_EQ(s.FindNoCase("ABCABCX"), -1);
-    EXPECT_EQ(s.FindNoCase("CABC"), 2);
-    EXPECT_EQ(String("xxA").FindNoCase("a", 2), 2); // a match on the last byte
-
-    EXPECT_EQ(s.ReverseFind("bc"), 4);
-    EXPECT_EQ(s.ReverseFind("bc", 3), 1);
-    EXPECT_EQ(s.ReverseFind("bc", 4), 4);
-    EXPECT_EQ(s.ReverseFind("bc", 0), -1);
-    EXPECT_EQ(s.ReverseFind("bc", 1000), 4);
-
-    EXPECT_EQ(s.FindOneOf("xc"), 2);
-    EXPECT_EQ(s.FindOneOf("xc", 3), 5);
-    EXPECT_EQ(s.FindOneOf(""), -1);
-    EXPECT_EQ(s.FindOneNotOf("ab"), 2);
-    EXPECT_EQ(s.FindOneNotOf("abc"), -1);
-    EXPECT_EQ(s.ReverseFindOneOf("a"), 3);
-    EXPECT_EQ(s.ReverseFindOneOf("a", 2), 0);
-    EXPECT_EQ(s.ReverseFindOneNotOf("c"), 4);
-    EXPECT_EQ(s.ReverseFindOneNotOf("abc"), -1);
-
-    EXPECT_TRUE(s.Contains("ca"));
-    EXPECT_TRUE(s.ContainsOneOf("zc"));
-    EXPECT_FALSE(s.ContainsOneOf(""));
-    EXPECT_TRUE(s.StartsWith("abc"));
-    EXPECT_TRUE(s.StartsWith(""));
-    EXPECT_FALSE(s.StartsWith("abcabcabc"));
-    EXPECT_TRUE(s.EndsWith("cabc"));
-    EXPECT_FALSE(s.EndsWith("C"));
-    EXPECT_TRUE(s.StartsWithOneOf("xa"));
-    EXPECT_TRUE(s.EndsWithOneOf("c"));
-    EXPECT_FALSE(s.EndsWithOneOf("a"));
-    EXPECT_FALSE(String("").StartsWithOneOf("a"));
-    EXPECT_FALSE(String("").EndsWithOneOf("a"));
+    // {text, argument, forward start, backward start (negative: from the end), "Find|FindNoCase|FindOneOf|
+    // FindOneNotOf|ReverseFind|ReverseFindOneOf|ReverseFindOneNotOf"}: FindNoCase of "" is -1, not 0.
+    const std::tuple<String, const char*, std::size_t, int, const char*> rows[] = {
+        {"abcabc", "bc", 0, -1, "1|1|1|0|4|5|3"},       {"abcabc", "Bc", 0, -2, "-1|1|2|0|-1|5|4"},
+        {"abcabc", "bc", 2, 1000, "4|4|2|3|4|5|3"},     {"abcabc", "BC", 2, -1, "-1|4|-1|2|-1|-1|5"},
+        {"abcabc", "bc", 5, 3, "-1|-1|5|-1|1|2|3"},     {"abcabc", "bc", 1000, 4, "-1|-1|-1|-1|4|4|3"},
+        {"abcabc", "bc", 6, 0, "-1|-1|-1|-1|-1|-1|0"},  {"abcabc", "a", 0, -1, "0|0|0|1|3|3|5"},
+        {"abcabc", "a", 3, 2, "3|3|3|4|0|0|2"},         {"abcabc", "c", 0, -1, "2|2|2|0|5|5|4"},
+        {"abcabc", "x", 0, -1, "-1|-1|-1|0|-1|-1|5"},   {"abcabc", "xc", 3, -1, "-1|-1|5|3|-1|5|4"},
+        {"abcabc", "ab", 0, 2, "0|0|0|2|0|1|2"},        {"abcabc", "abc", 0, -1, "0|0|0|-1|3|5|-1"},
+        {"abcabc", "CABC", 0, -1, "-1|2|-1|0|-1|-1|5"}, {"abcabc", "ABCABCX", 0, -1, "-1|-1|-1|0|-1|-1|5"},
+        {"abcabc", "", 0, -1, "0|-1|-1|0|6|-1|5"},      {"", "a", 0, -1, "-1|-1|-1|-1|-1|-1|-1"},
+        {"xxA", "a", 2, 1, "-1|2|-1|2|-1|-1|1"}};
+    for (const auto& [s, arg, first, last, results] : rows)
+        EXPECT_EQ(results, Results(s.Find(arg, first), s.FindNoCase(arg, first), s.FindOneOf(arg, first),
+                                   s.FindOneNotOf(arg, first), s.ReverseFind(arg, last), s.ReverseFindOneOf(arg, last),
+                                   s.ReverseFindOneNotOf(arg, last)))
+            << Results(s, arg, first, last);
+    // {text, argument, "Contains|ContainsOneOf|StartsWith|EndsWith|StartsWithOneOf|EndsWithOneOf"}
+    const std::tuple<String, const char*, const char*> tests[] = {
+        {"abcabc", "ca", "1|1|0|0|1|1"},  {"abcabc", "zc", "0|1|0|0|0|1"},   {"abcabc", "", "1|0|1|1|0|0"},
+        {"abcabc", "abc", "1|1|1|1|1|1"}, {"abcabc", "cabc", "1|1|0|1|1|1"}, {"abcabc", "C", "0|0|0|0|0|0"},
+        {"abc", "abcabc", "0|1|0|0|1|1"}, {"abcabc", "xa", "0|1|0|0|1|0"},   {"", "a", "0|0|0|0|0|0"}};
+    for (const auto& [s, arg, results] : tests)
+        EXPECT_EQ(results, Results(s.Contains(arg), s.ContainsOneOf(arg), s.StartsWith(arg), s.EndsWith(arg),
+                                   s.StartsWithOneOf(arg), s.EndsWithOneOf(arg)))
+            << Results(s, arg);
 }
 
 TEST(String, Cuts)
 {
+    // {n, count, "Left(n)|Right(n)|Mid(n, count)"} of "abc": Right past the length is empty, not the whole text.
+    const std::tuple<std::size_t, int, const char*> ends[] = {
+        {0, -1, "||abc"},    {1, 1, "a|c|b"},  {1, -1, "a|c|bc"}, {1, 100, "a|c|bc"},
+        {3, -1, "abc|abc|"}, {5, -1, "abc||"}, {100, 1, "abc||"}, {npos, -1, "abc||"}};
     const String abc("abc");
-    EXPECT_EQ(abc.Left(5), "abc");
-    EXPECT_EQ(abc.Right(5), ""); // deliberately not the whole text
-    EXPECT_EQ(abc.Right(3), "abc");
-    EXPECT_EQ(abc.Right(1), "c");
-    EXPECT_EQ(abc.Right(0), "");
-    EXPECT_EQ(abc.Left(0), "");
-    EXPECT_EQ(abc.Mid(3, -1), "");
-    EXPECT_EQ(abc.Mid(1, 1), "b");
-    EXPECT_EQ(abc.Mid(1), "bc");
-    EXPECT_EQ(abc.Mid(1, 100), "bc");
-    EXPECT_EQ(abc.Mid(100, 1), "");
+    for (const auto& [n, count, results] : ends)
+        EXPECT_EQ(results, Results(abc.Left(n), abc.Right(n), abc.Mid(n, count))) << Results(n, count);
 
-    const String s("a.b.c");
-    EXPECT_EQ(s.LeftLast(".", false, -1), "a.b");
-    EXPECT_EQ(s.LeftLast(".", true, -1), "a.b.");
-    EXPECT_EQ(s.RightLast(".", false, -1), "c");
-    EXPECT_EQ(s.RightLast(".", true, -1), ".c");
-    EXPECT_EQ(s.LeftFirst("."), "a");
-    EXPECT_EQ(s.LeftFirst(".", true), "a.");
-    EXPECT_EQ(s.LeftFirst(".", false, 2), "a.b");
-    EXPECT_EQ(s.RightFirst("."), "b.c");
-    EXPECT_EQ(s.RightFirst(".", true), ".b.c");
-    EXPECT_EQ(s.LeftLast(".", false, 2), "a");
-    EXPECT_EQ(s.RightLast(".", false, 2), "b.c");
-    for (const char* absent : {"/", "", "a.b.c.d"}) {
-        EXPECT_EQ(s.LeftFirst(absent), s) << absent;
-        EXPECT_EQ(s.LeftLast(absent, true), s) << absent;
-        EXPECT_EQ(s.RightFirst(absent, true), s) << absent;
-        EXPECT_EQ(s.RightLast(absent), s) << absent;
-    }
-    EXPECT_EQ(s.LeftFirst(".", false, 100), s);
-    EXPECT_EQ(String("x::y::z").RightLast("::"), "z");
-    EXPECT_EQ(String("x::y::z").LeftFirst("::", true), "x::");
+    // {text, separator, include, forward start, backward start, "LeftFirst|LeftLast|RightFirst|RightLast"}
+    // (a separator not found gives the whole text)
+    const std::tuple<String, const char*, bool, std::size_t, int, const char*> cuts[] = {
+        {"a.b.c", ".", false, 0, -1, "a|a.b|b.c|c"},   {"a.b.c", ".", true, 0, -1, "a.|a.b.|.b.c|.c"},
+        {"a.b.c", ".", false, 2, 2, "a.b|a|c|b.c"},    {"a.b", "a.b.", true, 0, -1, "a.b|a.b|a.b|a.b"},
+        {"a.b", ".", true, 100, 0, "a.b|a.b|a.b|a.b"}, {"x::y::z", "::", false, 0, -1, "x|x::y|y::z|z"},
+        {"a.b", "/", true, 0, -1, "a.b|a.b|a.b|a.b"},  {"x::y::z", "::", true, 0, -1, "x::|x::y::|::y::z|::z"},
+        {"a.b", "", false, 0, -1, "a.b|a.b|a.b|a.b"}};
+    for (const auto& [s, sep, include, first, last, results] : cuts)
+        EXPECT_EQ(results, Results(s.LeftFirst(sep, include, first), s.LeftLast(sep, include, last),
+                                   s.RightFirst(sep, include, first), s.RightLast(sep, include, last)))
+            << Results(s, sep, include, first, last);
 
-    const String path("  key = value  ");
-    EXPECT_EQ(path.LeftFirstOneOf("=:"), "  key ");
-    EXPECT_EQ(path.RightFirstOneOf("=:"), " value  ");
-    EXPECT_EQ(path.LeftFirstOneNotOf(" "), "  ");
-    EXPECT_EQ(path.RightFirstOneNotOf(" "), "ey = value  "); // the byte found is never included
-    EXPECT_EQ(path.LeftLastOneOf("="), "  key ");
-    EXPECT_EQ(path.LeftLastOneNotOf(" "), "  key = valu");
-    EXPECT_EQ(path.RightLastOneOf(" "), "");
-    EXPECT_EQ(path.RightLastOneNotOf(" "), "  ");
-    EXPECT_EQ(path.RightLastOneOf("=", 3), path);
-    EXPECT_EQ(path.LeftFirstOneOf("#"), path);
-    EXPECT_EQ(path.RightLastOneOf(""), path);
+    // {bytes, forward start, backward start, "LeftFirst|RightFirst|LeftLast|RightLast" of the OneOf forms, then of
+    // the OneNotOf forms} of "  k = v  ": the byte found is never included.
+    const std::tuple<const char*, std::size_t, int, const char*> oneOf[] = {
+        {" ", 0, -1, "| k = v  |  k = v ||  | = v  |  k = |  "},
+        {"=:", 0, -1, "  k | v  |  k | v  || k = v  |  k = v |"},
+        {"=", 5, 3, "  k = v  |  k = v  |  k = v  |  k = v  |  k =|v  |  k|= v  "},
+        {"", 0, -1, "  k = v  |  k = v  |  k = v  |  k = v  || k = v  |  k = v |"}};
+    const String kv("  k = v  ");
+    for (const auto& [chars, first, last, results] : oneOf)
+        EXPECT_EQ(results, Results(kv.LeftFirstOneOf(chars, first), kv.RightFirstOneOf(chars, first),
+                                   kv.LeftLastOneOf(chars, last), kv.RightLastOneOf(chars, last),
+                                   kv.LeftFirstOneNotOf(chars, first), kv.RightFirstOneNotOf(chars, first),
+                                   kv.LeftLastOneNotOf(chars, last), kv.RightLastOneNotOf(chars, last)))
+            << Results(chars, first, last);
 }
 
 TEST(String, Editing)
 {
-    String s("abc");
-    EXPECT_EQ(s.Insert(1, "XY"), "aXYbc");
-    EXPECT_EQ(s.Insert(100, "!"), "aXYbc!");
-    EXPECT_EQ(s.Delete(1, 2), "abc!");
-    EXPECT_EQ(s.Delete(100, 2), "abc!");
-    EXPECT_EQ(s.Delete(2, 100), "ab");
-    s = "abcdef";
-    s.Erase(2, -1);
-    EXPECT_EQ(s, "ab");
-    s.Erase(0, 1);
-    EXPECT_EQ(s, "b");
-    s.Erase(5, 1);
-    EXPECT_EQ(s, "b");
-    s = "abcdef";
-    EXPECT_EQ(s.Replace(1, 2, "_"), "a_def");
-    EXPECT_EQ(s.Replace(100, 2, "!"), "a_def!");
+    const auto erased = [](String s, std::size_t pos, int count) {
+        s.Erase(pos, count);
+        return s;
+    };
+    // Positions past the end change nothing or append.
+    EXPECT_EQ(Results(String("abc").Insert(1, "XY"), String("abc").Insert(100, "!"), String("aXYbc").Delete(1, 2),
+                      String("abc").Delete(100, 2), String("abc!").Delete(2, 100), erased("abcdef", 2, -1),
+                      erased("ab", 0, 1), erased("b", 5, 1), String("abcdef").Replace(1, 2, "_"),
+                      String("a_def").Replace(100, 2, "!")),
+              "aXYbc|abc!|abc|abc|ab|ab|b|b|a_def|a_def!");
+    EXPECT_EQ(Results(String("a,b;c").ReplaceAny(",;", " / "), String("a / b / c").ReplaceAny(" /", ""),
+                      String("abc").ReplaceAny("", "x")),
+              "a / b / c|abc|abc");
 
-    s = "aaa";
-    EXPECT_EQ(s.Replace("aa", "b"), "ba"); // left to right, no overlaps
-    s = "a.a";
-    EXPECT_EQ(s.Replace("a", "aa"), "aa.aa"); // a replacement holding the old text is not searched again
-    EXPECT_EQ(s.Replace("", "x"), "aa.aa");
-    EXPECT_EQ(s.Replace("A", "b"), "aa.aa");
-    EXPECT_EQ(s.Replace("A", "b", false), "bb.bb");
-    s = "Hello HELLO hello";
-    EXPECT_EQ(s.Replace("hello", "bye", false), "bye bye bye");
-    EXPECT_EQ(s.Replace("BYE", "", false), "  ");
-    s = "AaA";
-    EXPECT_EQ(s.Replace("aa", "b", false), "bA");
-    s = "xX";
-    EXPECT_EQ(s.Replace("XXX", "y", false), "xX");
-    EXPECT_EQ(s.Replace("x", "Xx", false), "XxXx");
-
-    s = "a,b;c";
-    EXPECT_EQ(s.ReplaceAny(",;", " / "), "a / b / c");
-    EXPECT_EQ(s.ReplaceAny(" /", ""), "abc");
-    EXPECT_EQ(s.ReplaceAny("", "x"), "abc");
+    // {text, old, with, case-sensitive, result}: left to right, no overlaps, a replacement never searched again.
+    const std::tuple<String, const char*, const char*, bool, const char*> replaces[] = {
+        {"aaa", "aa", "b", true, "ba"},  {"a.a", "a", "aa", true, "aa.aa"}, {"a.a", "", "x", true, "a.a"},
+        {"a.a", "", "x", false, "a.a"},  {"a.a", "A", "b", true, "a.a"},    {"a.a", "A", "b", false, "b.b"},
+        {"AaA", "aa", "b", false, "bA"}, {"xX", "XXX", "y", false, "xX"},   {"xX", "x", "Xx", false, "XxXx"},
+        {"Hi HI", "hi", "", false, " "}};
+    for (const auto& [text, old, with, caseSensitive, result] : replaces)
+        EXPECT_EQ(String(text).Replace(old, with, caseSensitive), result) << Results(text, old, caseSensitive);
 }
 
-TEST(String, Trimming)
+TEST(String, TrimmingAndCase)
 {
-    String s(" \t\r\n\v\fa b\f\v\n\r\t ");
-    EXPECT_EQ(String(s).Trim(), "a b");
-    EXPECT_EQ(String(s).TrimLeft(), "a b\f\v\n\r\t ");
-    EXPECT_EQ(String(s).TrimRight(), " \t\r\n\v\fa b");
-    EXPECT_EQ(String("   ").Trim(), "");
-    EXPECT_EQ(String("").Trim(), "");
+    const String space(" \t\r\n\v\fa b\f\v\n\r\t "); // every whitespace byte on both ends
+    EXPECT_EQ(Results(String(space).Trim(), String(space).TrimLeft(), String(space).TrimRight(), String("   ").Trim(),
+                      String().TrimLeft()),
+              "a b|a b\f\v\n\r\t | \t\r\n\v\fa b||");
+    // {text, bytes to trim, "Trim|TrimLeft|TrimRight"}
+    const std::tuple<String, const char*, const char*> trims[] = {
+        {"xxaxbxx", "x", "axb|axbxx|xxaxb"}, {"abc", "", "abc|abc|abc"}, {"xxx", "x", "||"},
+        {"xyaxy", "yx", "a|axy|xya"},        {"a", "xy", "a|a|a"},       {"", "x", "||"}};
+    for (const auto& [s, chars, results] : trims)
+        EXPECT_EQ(results, Results(String(s).Trim(chars), String(s).TrimLeft(chars), String(s).TrimRight(chars)))
+            << Results(s, chars);
 
-    EXPECT_EQ(String("xxaxbxx").Trim("x"), "axb");
-    EXPECT_EQ(String("xyaxy").TrimLeft("yx"), "axy");
-    EXPECT_EQ(String("xyaxy").TrimRight("yx"), "xya");
-    EXPECT_EQ(String("xxx").Trim("x"), "");
-    EXPECT_EQ(String("abc").Trim(""), "abc");
+    const String mixed("MiXeD 1");
+    EXPECT_EQ(Results(mixed.to_lower(), mixed.to_upper(), String(mixed).MakeLower(), String(mixed).MakeUpper(), mixed),
+              "mixed 1|MIXED 1|mixed 1|MIXED 1|MiXeD 1");
+    // Without a separator, spaces start words.
+    EXPECT_EQ(Results(String("hELLO wORLD").MakeWordUpper(), String("content-TYPE").MakeWordUpper('-'),
+                      String("a\tb\nc  d").MakeWordUpper(), String("x-y z").MakeWordUpper('-'),
+                      String().MakeWordUpper()),
+              "Hello World|Content-Type|A\tB\nC  D|X-Y z|");
 }
 
-TEST(String, Case)
+TEST(String, Conversions)
 {
-    EXPECT_EQ(String("MiXeD 1").MakeLower(), "mixed 1");
-    EXPECT_EQ(String("MiXeD 1").MakeUpper(), "MIXED 1");
-    const String original("AbC");
-    EXPECT_EQ(original.to_lower(), "abc");
-    EXPECT_EQ(original, "AbC");
-    EXPECT_EQ(String("hELLO wORLD").MakeWordUpper(), "Hello World");
-    EXPECT_EQ(String("content-TYPE").MakeWordUpper('-'), "Content-Type");
-    EXPECT_EQ(String("a\tb\nc  d").MakeWordUpper(), "A\tB\nC  D");
-    EXPECT_EQ(String("x-y z").MakeWordUpper('-'), "X-Y z");
-    EXPECT_EQ(String("").MakeWordUpper(), "");
-}
+    // {text, base, "Int|Uint"}: the runtime's conversions with a 32-bit long, as on Windows, saturating.
+    const std::tuple<String, int, const char*> ints[] = {
+        {"", 10, "0|0"},       {"+7", 10, "7|7"},  {"ff", 16, "255|255"}, {"  -42abc", 10, "-42|4294967254"},
+        {"0x1F", 16, "31|31"}, {"0x", 16, "0|0"},  {"0x1F", 0, "31|31"},  {"-1", 10, "-1|4294967295"},
+        {"017", 0, "15|15"},   {"z", 36, "35|35"}, {"12", 1, "0|0"},      {"- 5", 10, "0|0"}};
+    const std::tuple<String, int, const char*> saturated[] = {
+        {"2147483647", 10, "2147483647|2147483647"},   {"2147483648", 10, "2147483647|2147483648"},
+        {"99999999999", 10, "2147483647|4294967295"},  {"-99999999999", 10, "-2147483648|4294967295"},
+        {"-2147483648", 10, "-2147483648|2147483648"}, {"4294967295", 10, "2147483647|4294967295"},
+        {"4294967296", 10, "2147483647|4294967295"},   {"ffffffff", 16, "2147483647|4294967295"}};
+    for (const auto& [s, base, results] : ints)
+        EXPECT_EQ(results, Results(s.Int(base), s.Uint(base))) << Results(s, base);
+    for (const auto& [s, base, results] : saturated)
+        EXPECT_EQ(results, Results(s.Int(base), s.Uint(base))) << Results(s, base);
+    // {text, "Int64|Uint64"}: Int64 decimal only and saturating; Uint64 without a sign, with "0x" and a leading '0'
+    // for octal (where '9' still counts), wrapping.
+    const std::tuple<String, const char*> wide[] = {
+        {"-9223372036854775808", "-9223372036854775808|0"},
+        {"9223372036854775808", "9223372036854775807|9223372036854775808"},
+        {"18446744073709551615", "9223372036854775807|18446744073709551615"},
+        {"18446744073709551616", "9223372036854775807|0"},
+        {"123456789012", "123456789012|123456789012"}};
+    const std::tuple<String, const char*> narrow[] = {{"0x10", "0|16"}, {"  0x1fZ", "0|31"}, {"0X", "0|0"},
+                                                      {"017", "17|15"}, {"09", "9|9"},       {"0", "0|0"},
+                                                      {"-5", "-5|0"},   {"   ", "0|0"},      {"12 34", "12|12"}};
+    for (const auto& [s, results] : wide) EXPECT_EQ(results, Results(s.Int64(), s.Uint64())) << s;
+    for (const auto& [s, results] : narrow) EXPECT_EQ(results, Results(s.Int64(), s.Uint64())) << s;
 
-TEST(String, IntegerConversions)
-{
-    EXPECT_EQ(String("").Int(), 0);
-    EXPECT_EQ(String("  -42abc").Int(), -42);
-    EXPECT_EQ(String("+7").Int(), 7);
-    EXPECT_EQ(String("ff").Int(16), 255);
-    EXPECT_EQ(String("0x1F").Int(16), 31);
-    EXPECT_EQ(String("0x").Int(16), 0);
-    EXPECT_EQ(String("0x1F").Int(0), 31);
-    EXPECT_EQ(String("017").Int(0), 15);
-    EXPECT_EQ(String("z").Int(36), 35);
-    EXPECT_EQ(String("12").Int(1), 0); // no such base
-    EXPECT_EQ(String("- 5").Int(), 0);
-    EXPECT_EQ(String("99999999999").Int(), 2147483647); // saturates like a 32-bit long
-    EXPECT_EQ(String("-99999999999").Int(), -2147483647 - 1);
-    EXPECT_EQ(String("-2147483648").Int(), -2147483647 - 1);
-
-    EXPECT_EQ(String("4294967295").Uint(), 4294967295u);
-    EXPECT_EQ(String("4294967296").Uint(), 4294967295u);
-    EXPECT_EQ(String("-1").Uint(), 4294967295u);
-    EXPECT_EQ(String("ffffffff").Uint(16), 4294967295u);
-
-    EXPECT_EQ(String("-9223372036854775808").Int64(), INT64_MIN);
-    EXPECT_EQ(String("9223372036854775808").Int64(), INT64_MAX);
-    EXPECT_EQ(String("123456789012").Int64(), 123456789012LL);
-    EXPECT_EQ(String("0x10").Int64(), 0); // decimal only
-
-    EXPECT_EQ(String("  0x1fZ").Uint64(), 31u);
-    EXPECT_EQ(String("0X").Uint64(), 0u);
-    EXPECT_EQ(String("017").Uint64(), 15u);
-    EXPECT_EQ(String("09").Uint64(), 9u); // '9' still counts in the octal form
-    EXPECT_EQ(String("0").Uint64(), 0u);
-    EXPECT_EQ(String("-5").Uint64(), 0u);
-    EXPECT_EQ(String("   ").Uint64(), 0u);
-    EXPECT_EQ(String("18446744073709551615").Uint64(), UINT64_MAX);
-    EXPECT_EQ(String("18446744073709551616").Uint64(), 0u); // wraps silently
-    EXPECT_EQ(String("12 34").Uint64(), 12u);
-}
-
-TEST(String, FloatAndBoolConversions)
-{
-    EXPECT_DOUBLE_EQ(String("2.5e3x").Float64(), 2500.0);
-    EXPECT_DOUBLE_EQ(String("").Float64(), 0.0);
-    EXPECT_FLOAT_EQ(String("-0.25").Float32(), -0.25f);
-
+    EXPECT_EQ(Results(String("2.5e3x").Float64(), String("").Float64(), String("-0.25").Float32()), "2500|0|-0.25");
     for (const char* yes : {"Yes", "ON", "True", "on", "2", "1", "0x10", "7 dwarves"})
         EXPECT_TRUE(String(yes).Bool()) << yes;
     for (const char* no : {"", "Off", "0", "no", "FALSE", "abc", "0x", "-1"}) EXPECT_FALSE(String(no).Bool()) << no;
