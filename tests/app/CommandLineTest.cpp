@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <memory>
+#include <string>
 #include <vector>
 
 using dovo::CommandLine;
@@ -11,28 +12,38 @@ using dovo::String;
 
 namespace {
 
-// A borrowed vector that outlives the CommandLine built over it.
-class Argv
+// CommandLine reads a borrowed vector and never writes to it, so its words can be literals.
+using Argv = std::vector<const char*>;
+CommandLine Borrow(Argv& a) { return CommandLine(static_cast<int>(a.size()), const_cast<char**>(a.data())); }
+
+std::vector<String> Words(const CommandLine& cl) { return std::vector<String>(cl.Argv(), cl.Argv() + cl.Argc()); }
+
+// The switch table in order, each switch as name@position[word]... and looked up by its name in capitals, as
+// names compare without case. GetAllArguments must agree with the words one by one.
+String Table(const CommandLine& cl)
 {
-public:
-    Argv(std::initializer_list<const char*> words)
-    {
-        for (const char* w : words) m_words.push_back(w ? String(w) : String());
-        for (std::size_t i = 0; i < m_words.size(); ++i)
-            m_argv.push_back(words.begin()[i] ? m_words[i].GetBuffer(0) : nullptr);
+    std::vector<String> names;
+    cl.GetSwitches(names);
+    String table;
+    for (const String& name : names) {
+        String all, key = String(name).MakeUpper();
+        table += String(table.Empty() ? "" : ", ") + name + "@" + std::to_string(cl.HasSwitch(key.c_str()));
+        for (int i = 0; i < cl.GetArgumentCount(key.c_str()); ++i) {
+            const String word = cl.GetArgument(key.c_str(), i, String("?"));
+            table += "[" + word + "]";
+            all += (i > 0 ? " " : "") + word;
+        }
+        EXPECT_EQ(cl.GetAllArguments(key.c_str()), all) << "switch \"" << name.str() << "\"";
     }
-    int argc() const { return static_cast<int>(m_argv.size()); }
-    char** argv() { return m_argv.data(); }
+    return table;
+}
 
-private:
-    std::vector<String> m_words;
-    std::vector<char*> m_argv;
-};
-
-std::vector<String> Switches(const CommandLine& cl)
+// GetArgument(name, i, defaultValue) for every i from first to last.
+template <typename T>
+std::vector<T> Arguments(const CommandLine& cl, const char* name, int first, int last, T defaultValue)
 {
-    std::vector<String> out;
-    cl.GetSwitches(out);
+    std::vector<T> out;
+    for (int i = first; i <= last; ++i) out.push_back(cl.GetArgument(name, i, defaultValue));
     return out;
 }
 
@@ -41,26 +52,13 @@ std::vector<String> Switches(const CommandLine& cl)
 TEST(CommandLine, SwitchesCollectTheWordsAfterThem)
 {
     Argv a{"prog", "-frames", "1", "10", "-Name", "shot", "-FRAMES", "20", "-flag"};
-    const CommandLine cl(a.argc(), a.argv());
-    EXPECT_EQ(cl.Argc(), 9);
-    EXPECT_EQ(cl.Argv(), a.argv());
-    EXPECT_EQ(cl.HasSwitch("frames"), 1);
-    EXPECT_EQ(cl.HasSwitch("NAME"), 4);
-    EXPECT_EQ(cl.HasSwitch("flag"), 8);
-    EXPECT_EQ(cl.HasSwitch("y"), 0);
-    EXPECT_EQ(cl.HasSwitch("-frames"), 0);
+    const CommandLine cl = Borrow(a);
+    EXPECT_EQ(cl.Argv(), const_cast<char**>(a.data()));
     // A repeated switch keeps its first position and spelling and gathers the words of both places.
-    EXPECT_EQ(cl.GetArgumentCount("Frames"), 3);
-    EXPECT_EQ(cl.GetAllArguments("frames"), "1 10 20");
-    EXPECT_EQ(cl.GetArgument("frames", 2, String("d")), "20");
-    EXPECT_EQ(cl.GetArgument("frames", 3, String("d")), "d");
-    EXPECT_EQ(cl.GetArgument("frames", -1, String("d")), "d");
+    EXPECT_EQ(Table(cl), "flag@8, frames@1[1][10][20], Name@4[shot]");
+    EXPECT_EQ(Arguments(cl, "frames", -1, 3, String("d")), (std::vector<String>{"d", "1", "10", "20", "d"}));
     EXPECT_EQ(cl.GetArgument("none", 0, String("d")), "d");
-    EXPECT_EQ(cl.GetArgumentCount("flag"), 0);
-    EXPECT_EQ(cl.GetArgumentCount("none"), 0);
-    EXPECT_EQ(cl.GetAllArguments("none"), "");
-    EXPECT_EQ(cl.GetSwitchCount(), 3);
-    EXPECT_EQ(Switches(cl), (std::vector<String>{"flag", "frames", "Name"}));
+    EXPECT_EQ(cl.HasSwitch("-frames"), 0);
     EXPECT_EQ(cl.GetCurrentCommandLine(), "-flag -frames 1 10 20 -Name shot");
     EXPECT_EQ(cl.GetFullCommandLine(), "prog -frames 1 10 -Name shot -FRAMES 20 -flag");
 }
@@ -68,143 +66,96 @@ TEST(CommandLine, SwitchesCollectTheWordsAfterThem)
 TEST(CommandLine, WhatIsNotASwitch)
 {
     Argv a{"prog", "-5", "a", "-1.5", "-a b", "/x", "-", nullptr, "--name", "v"};
-    const CommandLine cl(a.argc(), a.argv());
-    // Only "--name" is a switch, and it keeps its second dash.
-    EXPECT_EQ(Switches(cl), (std::vector<String>{" ", "-name"}));
-    EXPECT_EQ(cl.HasSwitch(" "), 1);
-    EXPECT_EQ(cl.HasSwitch("-NAME"), 8);
-    EXPECT_EQ(cl.GetArgumentCount(" "), 7);
-    EXPECT_EQ(cl.GetAllArguments(" "), "-5 a -1.5 -a b /x - ");
-    EXPECT_EQ(cl.GetCurrentCommandLine(), "-5 a -1.5 -a b /x -  --name v");
-    // The plain vector, indexed one place up.
-    EXPECT_EQ(cl.GetArgument(nullptr, -1, String("d")), "prog");
-    EXPECT_EQ(cl.GetArgument(nullptr, 0, String("d")), "-5");
-    EXPECT_EQ(cl.GetArgument(nullptr, 6, String("d")), "");
-    EXPECT_EQ(cl.GetArgument(nullptr, 8, String("d")), "v");
-    EXPECT_EQ(cl.GetArgument(nullptr, 9, String("d")), "d");
-    EXPECT_EQ(cl.GetArgument(nullptr, -2, String("d")), "d");
-    EXPECT_EQ(cl.GetArgumentCount(nullptr), 0);
-    EXPECT_EQ(cl.GetAllArguments(nullptr), "");
+    const CommandLine cl = Borrow(a);
+    // Only "--name" is a switch, and it keeps its second dash; the words before it are kept under " ".
+    EXPECT_EQ(Table(cl), " @1[-5][a][-1.5][-a b][/x][-][], -name@8[v]");
+    // The plain vector, indexed one place up; the null entry reads as an empty word.
+    EXPECT_EQ(Arguments(cl, nullptr, -2, 9, String("d")),
+              (std::vector<String>{"d", "prog", "-5", "a", "-1.5", "-a b", "/x", "-", "", "--name", "v", "d"}));
+    // Only the full line quotes the word with a blank.
     EXPECT_EQ(cl.GetFullCommandLine(), "prog -5 a -1.5 \"-a b\" /x -  --name v");
+    EXPECT_EQ(cl.GetCurrentCommandLine(), "-5 a -1.5 -a b /x -  --name v");
 }
 
 TEST(CommandLine, IntegerArguments)
 {
     Argv a{"prog", "-n", "-m", "12x", "abc", "-5", "99999999999", "-99999999999", "-e", ""};
-    const CommandLine cl(a.argc(), a.argv());
-    EXPECT_EQ(cl.GetArgument("n", 0, 7), 7);
-    EXPECT_EQ(cl.GetArgument("m", 0, 7), 12);
-    EXPECT_EQ(cl.GetArgument("m", 1, 7), 0);
-    EXPECT_EQ(cl.GetArgument("m", 2, 7), -5);
-    // Out-of-range numbers saturate on both platforms.
-    EXPECT_EQ(cl.GetArgument("m", 3, 7), INT_MAX);
-    EXPECT_EQ(cl.GetArgument("m", 4, 7), INT_MIN);
-    EXPECT_EQ(cl.GetArgument("m", 5, 7), 7);
-    EXPECT_EQ(cl.GetArgument("e", 0, 7), 7); // an empty word gives the default
-    EXPECT_EQ(cl.GetArgument("e", 0, -3), -3);
-    EXPECT_EQ(cl.GetArgument(nullptr, 2, 7), 12);
-    EXPECT_EQ(cl.GetArgument(nullptr, 20, -8), -8);
+    const CommandLine cl = Borrow(a);
+    // Trailing junk is ignored, no digits read 0, out-of-range numbers saturate on both platforms, and a missing
+    // or empty word gives the default.
+    EXPECT_EQ(Arguments(cl, "m", -1, 6, 7), (std::vector<int>{7, 12, 0, -5, INT_MAX, INT_MIN, 7, 7}));
+    EXPECT_EQ(Arguments(cl, nullptr, 7, 9, -3), (std::vector<int>{0, -3, -3}));
 }
 
 TEST(CommandLine, AddAndRemoveSwitches)
 {
     Argv a{"prog", "-service", "x"};
-    CommandLine cl(a.argc(), a.argv());
+    CommandLine cl = Borrow(a);
     EXPECT_FALSE(cl.AddSwitch("Service"));
-    EXPECT_EQ(cl.HasSwitch("service"), 1);
-    EXPECT_EQ(cl.GetArgumentCount("service"), 1);
     EXPECT_TRUE(cl.AddSwitch("verbose"));
-    EXPECT_EQ(cl.HasSwitch("VERBOSE"), -1);
+    EXPECT_EQ(Table(cl), "service@1[x], verbose@-1");
     EXPECT_EQ(cl.GetCurrentCommandLine(), "-service x -verbose");
     EXPECT_TRUE(cl.RemoveSwitch("SERVICE"));
     EXPECT_FALSE(cl.RemoveSwitch("service"));
-    EXPECT_EQ(cl.GetCurrentCommandLine(), "-verbose");
     EXPECT_EQ(cl.GetFullCommandLine(), "prog -service x"); // the plain vector is not touched
     // A null name is the empty name, which sorts first.
     EXPECT_TRUE(cl.AddSwitch(nullptr));
     EXPECT_FALSE(cl.AddSwitch(""));
-    EXPECT_EQ(cl.HasSwitch(""), -1);
+    EXPECT_EQ(Table(cl), "@-1, verbose@-1");
     EXPECT_EQ(cl.GetCurrentCommandLine(), "- -verbose");
     EXPECT_TRUE(cl.RemoveSwitch(nullptr));
-    EXPECT_EQ(cl.GetSwitchCount(), 1);
+    EXPECT_EQ(Table(cl), "verbose@-1");
 }
 
 TEST(CommandLine, SplitsAText)
 {
     const CommandLine cl(String("prog -file \"C:\\My Files\\a.txt\" -x 'q' a\\ b \"\"\"-y\""));
-    EXPECT_EQ(cl.Argc(), 7);
-    EXPECT_EQ(String(cl.Argv()[2]), "C:\\My Files\\a.txt");
-    EXPECT_EQ(String(cl.Argv()[5]), "a\\ b"); // the escape stays in the word
-    EXPECT_EQ(cl.GetAllArguments("file"), "C:\\My Files\\a.txt");
-    // Quotes are trimmed from a word before it is parsed, so the last word is a switch.
-    EXPECT_EQ(cl.HasSwitch("y"), 6);
-    EXPECT_EQ(cl.GetAllArguments("x"), "q a\\ b");
+    // Quotes are trimmed from a word before it is parsed, so the last word is a switch; the escape stays.
+    EXPECT_EQ(Words(cl), (std::vector<String>{"prog", "-file", "C:\\My Files\\a.txt", "-x", "q", "a\\ b", "-y"}));
+    EXPECT_EQ(Table(cl), "file@1[C:\\My Files\\a.txt], x@3[q][a\\ b], y@6");
     EXPECT_EQ(cl.GetFullCommandLine(), "prog -file \"C:\\My Files\\a.txt\" -x q \"a\\ b\" -y");
     EXPECT_EQ(cl.GetCurrentCommandLine(), "-file C:\\My Files\\a.txt -x q a\\ b -y");
-    EXPECT_EQ(cl.GetArgument(nullptr, -1, String()), "prog");
-
     // Two blanks in a row make an empty word; a blank at the end makes none.
     const CommandLine gaps(String("prog  a "));
-    EXPECT_EQ(gaps.Argc(), 3);
-    EXPECT_EQ(gaps.GetArgumentCount(" "), 2);
-    EXPECT_EQ(gaps.GetArgument(" ", 0, String("d")), "");
-    EXPECT_EQ(gaps.GetFullCommandLine(), "prog  a");
-
+    EXPECT_EQ(Words(gaps), (std::vector<String>{"prog", "", "a"}));
+    EXPECT_EQ(Table(gaps), " @1[][a]");
+    // No text, no vector; only quotes, one empty program name.
     const CommandLine empty{String()};
-    EXPECT_EQ(empty.Argc(), 0);
     EXPECT_EQ(empty.Argv(), nullptr);
-    EXPECT_EQ(empty.GetFullCommandLine(), "");
-    EXPECT_EQ(empty.GetArgument(nullptr, -1, String("d")), "d");
-
-    // Only quotes: one empty program name.
     const CommandLine quotes(String("\"'\""));
-    EXPECT_EQ(quotes.Argc(), 1);
-    EXPECT_EQ(String(quotes.Argv()[0]), "");
-    EXPECT_EQ(quotes.GetSwitchCount(), 0);
-
+    EXPECT_EQ(Words(quotes), std::vector<String>{""});
+    EXPECT_EQ(Table(quotes), "");
     // A word that already begins with a quote is written as it is.
     Argv a{"prog", "\"a b", "c d"};
-    EXPECT_EQ(CommandLine(a.argc(), a.argv()).GetFullCommandLine(), "prog \"a b \"c d\"");
+    EXPECT_EQ(Borrow(a).GetFullCommandLine(), "prog \"a b \"c d\"");
 }
 
 TEST(CommandLine, CopiesOwnOrShareTheVector)
 {
+    // An owned vector is duplicated entry by entry, so the copy outlives the original.
     auto owner = std::make_unique<CommandLine>(String("prog -a 1 2"));
     CommandLine copy(*owner);
     ASSERT_EQ(copy.Argc(), 4);
-    EXPECT_NE(copy.Argv(), owner->Argv());
     EXPECT_NE(copy.Argv()[1], owner->Argv()[1]);
-    owner.reset(); // the copy's entries must not be the freed ones
-    EXPECT_EQ(copy.GetFullCommandLine(), "prog -a 1 2");
-    EXPECT_EQ(copy.GetAllArguments("A"), "1 2");
-
+    owner.reset();
     // Self-copy by every route leaves the object as it was.
     copy = *&copy;
     copy.Copy(copy);
     EXPECT_EQ(copy.GetFullCommandLine(), "prog -a 1 2");
-    EXPECT_EQ(copy.HasSwitch("a"), 1);
-
-    // Assigning replaces an owned vector (its old entries are freed) and the switch table.
+    EXPECT_EQ(Table(copy), "a@1[1][2]");
+    // Assigning replaces the owned vector (its entries are freed) and the switch table; a borrowed one is shared.
     Argv a{"tool", "-b"};
-    const CommandLine borrower(a.argc(), a.argv());
+    const CommandLine borrower = Borrow(a);
     copy = borrower;
-    EXPECT_EQ(copy.Argv(), a.argv());
-    EXPECT_EQ(copy.HasSwitch("a"), 0);
-    EXPECT_EQ(copy.HasSwitch("b"), 1);
-
-    // Changes to a copy's switches stay in the copy.
+    EXPECT_EQ(copy.Argv(), const_cast<char**>(a.data()));
+    EXPECT_EQ(Table(copy), "b@1");
+    // Changes to a copy's switches stay in the copy, and Clear lets the vector go.
     CommandLine second(copy);
     EXPECT_TRUE(second.AddSwitch("c"));
-    EXPECT_EQ(copy.HasSwitch("c"), 0);
-
+    EXPECT_EQ(Table(copy), "b@1");
     second.Clear();
-    EXPECT_EQ(second.Argc(), 0);
     EXPECT_EQ(second.Argv(), nullptr);
-    EXPECT_EQ(second.GetSwitchCount(), 0);
+    EXPECT_EQ(second.Argc(), 0);
+    EXPECT_EQ(Table(second), "");
     EXPECT_EQ(copy.GetFullCommandLine(), "tool -b");
-
-    const CommandLine none;
-    EXPECT_EQ(none.Argc(), 0);
-    EXPECT_EQ(none.GetCurrentCommandLine(), "");
-    EXPECT_EQ(none.GetArgument(nullptr, 0, 5), 5);
 }

@@ -8,6 +8,7 @@
 
 #include "FuzzCheck.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
@@ -22,57 +23,37 @@ namespace {
 
 const char* Entry(const CommandLine& cl, int i) { return cl.Argv()[i] ? cl.Argv()[i] : ""; }
 
-std::vector<String> Switches(const CommandLine& cl)
-{
-    std::vector<String> names;
-    cl.GetSwitches(names);
-    return names;
-}
-
-// The word rule, written out again: at least two bytes, a dash, no digit after it, no blank.
-bool LooksLikeSwitch(const char* word)
-{
-    return word[0] == '-' && word[1] != 0 && !std::isdigit(static_cast<unsigned char>(word[1])) &&
-           !std::strchr(word, ' ');
-}
-
-// What holds for any command line, however it was made.
-void CheckQueries(const CommandLine& cl, bool parsedOnly)
+// Checks what holds for any command line, however it was made, and returns all that it answers as one text, so
+// that two command lines can be compared. Parsed: every switch came from the vector, none was added.
+std::string Answers(const CommandLine& cl, bool parsed)
 {
     const int argc = cl.Argc();
-    const String full = cl.GetFullCommandLine();
-    const String current = cl.GetCurrentCommandLine();
     FUZZ_CHECK(argc >= 0 && (argc == 0 || cl.Argv() != nullptr));
-
-    // The plain vector, one place up, with the default on both sides of it.
-    for (int i = 0; i < argc; ++i) FUZZ_CHECK(cl.GetArgument(nullptr, i - 1, String("?")) == Entry(cl, i));
-    FUZZ_CHECK(cl.GetArgument(nullptr, argc - 1, String("def")) == "def");
-    FUZZ_CHECK(cl.GetArgument(nullptr, -2, String("def")) == "def");
-    // The full line quotes exactly the words with a blank that do not begin with a quote.
-    std::string expected;
+    std::string answers = std::to_string(argc), full;
+    const auto add = [&](const std::string& s) { answers += "|" + std::to_string(s.size()) + ":" + s; };
+    // The plain vector, one place up, with the default on both sides of it. The full line quotes exactly the
+    // words with a blank that do not begin with a quote.
     for (int i = 0; i < argc; ++i) {
         const std::string word = Entry(cl, i);
-        const bool quoted = word.find(' ') != std::string::npos && word[0] != '"';
-        expected += (i > 0 ? " " : "") + (quoted ? '"' + word + '"' : word);
+        FUZZ_CHECK(cl.GetArgument(nullptr, i - 1, String("?")) == word);
+        full += (i > 0 ? " " : "") + (word.find(' ') != std::string::npos && word[0] != '"' ? '"' + word + '"' : word);
+        add(word);
     }
-    FUZZ_CHECK(full == expected);
+    FUZZ_CHECK(cl.GetArgument(nullptr, argc - 1, String("d")) == "d" &&
+               cl.GetArgument(nullptr, -2, String("d")) == "d");
+    FUZZ_CHECK(cl.GetFullCommandLine() == full);
+    const String current = cl.GetCurrentCommandLine();
+    add(current.str());
 
-    const std::vector<String> names = Switches(cl);
+    std::vector<String> names;
+    cl.GetSwitches(names);
     FUZZ_CHECK(static_cast<int>(names.size()) == cl.GetSwitchCount());
-    std::size_t words = 0;
-    std::size_t currentLength = 0;
+    std::size_t words = 0, currentLength = 0;
     for (const String& name : names) {
-        const int position = cl.HasSwitch(name.c_str());
-        FUZZ_CHECK(position != 0);
-        FUZZ_CHECK(position == -1 || (position >= 1 && position < argc));
-        if (position > 0 && name == " ") {
-            FUZZ_CHECK(position == 1);
-        } else if (position > 0) {
-            // The switch keeps the spelling of its first occurrence.
-            FUZZ_CHECK(String("-") + name == Entry(cl, position));
-        }
-        if (parsedOnly) FUZZ_CHECK(position != -1);
-        const int count = cl.GetArgumentCount(name.c_str());
+        const int position = cl.HasSwitch(name.c_str()), count = cl.GetArgumentCount(name.c_str());
+        FUZZ_CHECK(position == -1 ? !parsed : position >= 1 && position < argc);
+        // A switch keeps the spelling of its first occurrence; the plain words before any switch start at 1.
+        if (position > 0) FUZZ_CHECK(name == " " ? position == 1 : String("-") + name == Entry(cl, position));
         FUZZ_CHECK(count >= 0);
         String all;
         for (int k = 0; k < count; ++k) {
@@ -82,69 +63,53 @@ void CheckQueries(const CommandLine& cl, bool parsedOnly)
             cl.GetArgument(name.c_str(), k, 3);
         }
         FUZZ_CHECK(all == cl.GetAllArguments(name.c_str()));
-        FUZZ_CHECK(cl.GetArgument(name.c_str(), count, String("def")) == "def");
-        FUZZ_CHECK(cl.GetArgument(name.c_str(), -1, String("def")) == "def");
+        FUZZ_CHECK(cl.GetArgument(name.c_str(), count, String("d")) == "d");
+        FUZZ_CHECK(cl.GetArgument(name.c_str(), -1, String("d")) == "d");
         if (name != " ") currentLength += name.str().size() + 2;
         words += static_cast<std::size_t>(count);
+        add(name.str() + " " + std::to_string(position) + " " + std::to_string(count) + " " + all.str());
     }
-    FUZZ_CHECK(current.str().size() + 1 == (currentLength > 0 ? currentLength : 1));
-    if (parsedOnly) {
-        // Every word after the program name is either a switch or one switch's plain word.
-        std::size_t switchWords = 0;
-        for (int i = 1; i < argc; ++i) switchWords += LooksLikeSwitch(Entry(cl, i));
-        FUZZ_CHECK(words + switchWords == static_cast<std::size_t>(argc > 0 ? argc - 1 : 0));
+    FUZZ_CHECK(current.str().size() + 1 == std::max<std::size_t>(currentLength, 1));
+    // Every word after the program name is either a switch (a dash, no digit after it, no blank) or one switch's
+    // plain word.
+    for (int i = 1; i < argc && parsed; ++i) {
+        const char* w = Entry(cl, i);
+        words += w[0] == '-' && w[1] != 0 && !std::isdigit(static_cast<unsigned char>(w[1])) && !std::strchr(w, ' ');
     }
-}
-
-// Two command lines answer every query alike.
-void CheckSame(const CommandLine& a, const CommandLine& b)
-{
-    FUZZ_CHECK(a.Argc() == b.Argc());
-    for (int i = 0; i < a.Argc(); ++i) FUZZ_CHECK(std::strcmp(Entry(a, i), Entry(b, i)) == 0);
-    FUZZ_CHECK(a.GetFullCommandLine() == b.GetFullCommandLine());
-    FUZZ_CHECK(a.GetCurrentCommandLine() == b.GetCurrentCommandLine());
-    const std::vector<String> names = Switches(a);
-    FUZZ_CHECK(names == Switches(b));
-    for (const String& name : names) {
-        FUZZ_CHECK(a.HasSwitch(name.c_str()) == b.HasSwitch(name.c_str()));
-        FUZZ_CHECK(a.GetArgumentCount(name.c_str()) == b.GetArgumentCount(name.c_str()));
-        FUZZ_CHECK(a.GetAllArguments(name.c_str()) == b.GetAllArguments(name.c_str()));
-    }
+    if (parsed) FUZZ_CHECK(words == static_cast<std::size_t>(std::max(argc - 1, 0)));
+    return answers;
 }
 
 void CheckCopies(const CommandLine& cl, bool owns)
 {
-    CheckQueries(cl, true);
+    const std::string answers = Answers(cl, true);
     CommandLine copy(cl);
-    CheckSame(cl, copy);
+    FUZZ_CHECK(Answers(copy, true) == answers);
     // An owned vector is duplicated, a borrowed one shared.
-    if (cl.Argc() > 0) FUZZ_CHECK(owns ? copy.Argv() != cl.Argv() : copy.Argv() == cl.Argv());
-
+    FUZZ_CHECK(cl.Argc() == 0 || (copy.Argv() != cl.Argv()) == owns);
     CommandLine assigned(String("old -x y"));
     assigned = cl;
-    CheckSame(cl, assigned);
+    FUZZ_CHECK(Answers(assigned, true) == answers);
     CommandLine& self = assigned;
     assigned = self;
     assigned.Copy(self);
-    CheckSame(cl, assigned);
-
+    FUZZ_CHECK(Answers(assigned, true) == answers);
     // The same vector, borrowed, parses into the same table.
-    const CommandLine borrowed(cl.Argc(), cl.Argv());
-    CheckSame(cl, borrowed);
+    FUZZ_CHECK(Answers(CommandLine(cl.Argc(), cl.Argv()), true) == answers);
 
     // Changes to a copy stay there, and the table stays consistent.
-    const std::vector<String> names = Switches(cl);
+    std::vector<String> names;
+    cl.GetSwitches(names);
     if (!names.empty()) {
-        FUZZ_CHECK(copy.RemoveSwitch(names.front().c_str()));
-        FUZZ_CHECK(copy.HasSwitch(names.front().c_str()) == 0);
+        const char* name = names.front().c_str();
+        FUZZ_CHECK(copy.RemoveSwitch(name) && copy.HasSwitch(name) == 0 && cl.HasSwitch(name) != 0);
         FUZZ_CHECK(copy.GetSwitchCount() == cl.GetSwitchCount() - 1);
-        FUZZ_CHECK(cl.HasSwitch(names.front().c_str()) != 0);
     }
     const bool present = cl.HasSwitch("fuzz-added") != 0;
     FUZZ_CHECK(assigned.AddSwitch("fuzz-added") == !present);
     if (!present) FUZZ_CHECK(assigned.HasSwitch("FUZZ-ADDED") == -1 && cl.HasSwitch("fuzz-added") == 0);
-    CheckQueries(assigned, false);
-    CheckQueries(copy, false);
+    Answers(assigned, false);
+    Answers(copy, false);
     assigned.Clear();
     FUZZ_CHECK(assigned.Argc() == 0 && assigned.GetSwitchCount() == 0);
 }
@@ -153,30 +118,23 @@ void CheckCopies(const CommandLine& cl, bool owns)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const String text(reinterpret_cast<const char*>(data), size);
-    {
-        const CommandLine cl(text);
-        // One entry per token, its quotes trimmed; an entry ends at a NUL byte of its word.
-        dovo::StringTokenizer words(text, ' ', false, '"', '\\');
-        FUZZ_CHECK(cl.Argc() == static_cast<int>(words.Count()));
-        FUZZ_CHECK(cl.Argc() > 0 || cl.Argv() == nullptr);
-        String word;
-        for (int i = 0; words.GetNext(word); ++i) FUZZ_CHECK(std::strcmp(Entry(cl, i), word.Trim("\"'").c_str()) == 0);
-        CheckCopies(cl, true);
-    }
+    const std::string input(reinterpret_cast<const char*>(data), size);
+    // As one text: one entry per token, its quotes trimmed; an entry ends at a NUL byte of its word.
+    const CommandLine parsed{String(input)};
+    const FuzzTokens words = ReadTokens(dovo::StringTokenizer(input, ' ', false, '"', '\\'), size);
+    FUZZ_CHECK(parsed.Argc() == static_cast<int>(words.size()) && (parsed.Argc() > 0 || parsed.Argv() == nullptr));
+    for (int i = 0; i < parsed.Argc(); ++i)
+        FUZZ_CHECK(std::strcmp(Entry(parsed, i), String(words[i].first).Trim("\"'").c_str()) == 0);
+    CheckCopies(parsed, true);
 
+    // As a vector, cut at NUL bytes.
     std::vector<std::string> storage;
-    std::size_t start = 0;
-    for (std::size_t i = 0; i <= size; ++i) {
-        if (i == size || data[i] == 0) {
-            storage.emplace_back(reinterpret_cast<const char*>(data) + start, i - start);
-            start = i + 1;
-        }
+    for (std::size_t start = 0, end = 0; size > 0 && start <= size; start = end + 1) {
+        end = std::min(input.find('\0', start), size);
+        storage.push_back(input.substr(start, end - start));
     }
-    if (size == 0) storage.clear();
     std::vector<char*> argv;
     for (std::string& s : storage) argv.push_back(s == "\x01" ? nullptr : s.data());
-    const CommandLine cl(static_cast<int>(argv.size()), argv.empty() ? nullptr : argv.data());
-    CheckCopies(cl, false);
+    CheckCopies(CommandLine(static_cast<int>(argv.size()), argv.empty() ? nullptr : argv.data()), false);
     return 0;
 }
