@@ -33,6 +33,7 @@
 #include <dovo/Trigger.h>
 #include <dovo/_AutoHandle.h>
 
+#include <dovo/File.h>
 #include <dovo/Path.h>
 
 #include <dovo/CommandLine.h>
