@@ -36,4 +36,6 @@
 #include <dovo/File.h>
 #include <dovo/Path.h>
 
+#include <dovo/Platform.h>
+
 #include <dovo/CommandLine.h>
