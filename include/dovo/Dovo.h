@@ -38,4 +38,7 @@
 
 #include <dovo/Platform.h>
 
+#include <dovo/Log.h>
+#include <dovo/LogItem.h>
+
 #include <dovo/CommandLine.h>

@@ -1,0 +1,112 @@
+#pragma once
+
+#include <dovo/Export.h>
+#include <dovo/LogItem.h>
+#include <dovo/Mutex.h>
+#include <dovo/Path.h>
+#include <dovo/SmartHandle.h>
+#include <dovo/String.h>
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace dovo {
+
+/// A log: writes each item as one line to its file (appended, shared for reading, retried), and can
+/// keep its items in memory for a later dump. The global log is reached through LogFatal ... LogDebug
+/// and GlobalLog, which do nothing while there is none.
+class DOVO_API Log : public SmartFromThis<Log>
+{
+public:
+    /// A log without a file (it keeps its items in memory).
+    Log(LogLevel displayLevel = Info, LogLevel fileLevel = Info);
+    Log(const Path& file, LogLevel displayLevel, LogLevel fileLevel, bool keepInMemory);
+    virtual ~Log();
+
+    /// Writes (or keeps) one item; a negative level or an empty text does nothing.
+    void DoLog(LogLevel level, const String& text);
+    /// Switches to another file, keeping the previous one as "<name>_old".
+    void SetFile(const Path& file, LogLevel level, bool removeOld = true);
+    /// true keeps items in memory; false is refused (an exception) for a log without a file.
+    void KeepLogInMemory(bool keep);
+
+    const Path& Filename() const { return m_file; }
+    LogLevel FileLevel() const { return m_fileLevel; }
+    void SetFileLevel(LogLevel level) { m_fileLevel = level; }
+    LogLevel DisplayLevel() const { return m_displayLevel; }
+    void SetDisplayLevel(LogLevel level) { m_displayLevel = level; }
+    const String& Name() const { return m_name; }
+    void Name(const String& name) { m_name = name; }
+    int MemoryLimit() const { return m_memoryLimit; }
+    /// The most items kept in memory (the oldest go first); 0 or less keeps every item.
+    void SetLogMemoryLimit(int limit) { m_memoryLimit = limit; }
+    bool KeepsInMemory() const { return m_keepInMemory; }
+    unsigned ItemCount() const;
+
+    /// Writes the kept items of at most level to a stream, after the dump header when asked.
+    void _SaveToFile(FILE* file, LogLevel level, bool header);
+    /// Closes the file; the next line opens it again.
+    void _CloseDescriptor();
+
+    /// Sets a log's levels for a scope and puts the old ones back.
+    class DOVO_API SetLevels
+    {
+    public:
+        SetLevels(Log& log, LogLevel display, LogLevel file);
+        SetLevels(Log* log, LogLevel display, LogLevel file);
+        ~SetLevels();
+        LogLevel OldDisplayLevel() const { return m_oldDisplay; }
+        LogLevel OldFileLevel() const { return m_oldFile; }
+
+    private:
+        Log* m_log;
+        LogLevel m_oldDisplay, m_oldFile;
+    };
+
+    static SmartHandle<Log> s_GlobalLog;
+    /// Makes the global log (a log without a file until one is set).
+    static void LogStartup(LogLevel displayLevel, LogLevel fileLevel);
+    static void ReportStatistics(FILE* out);
+    static void _ReportStatistics(FILE* out, unsigned& totalKB);
+
+private:
+    Log(const Log&) = delete;
+    Log& operator=(const Log&) = delete;
+
+    void _ConstructLog();
+    /// Writes the item's line when its level allows and keeps it when asked; true when the caller
+    /// still owns (and deletes) the item.
+    bool DisplayAndSaveItem(LogItem* item);
+    void WriteLine(const std::string& line);
+    void _Pop();
+
+    Path m_file;
+    LogLevel m_fileLevel;
+    LogLevel m_displayLevel;
+    String m_name;
+    void* m_handle = nullptr; // the open file, or none
+    mutable Mutex m_lock;
+    LogItem* m_head = nullptr;
+    LogItem* m_tail = nullptr;
+    unsigned m_itemCount = 0;
+    int m_memoryLimit = 0;
+    bool m_keepInMemory = false;
+};
+
+DOVO_API void LogFatal(const String& text);
+DOVO_API void LogError(const String& text);
+DOVO_API void LogSystem(const String& text);
+DOVO_API void LogWarning(const String& text);
+DOVO_API void LogStatus(const String& text);
+DOVO_API void LogInfo(const String& text);
+DOVO_API void LogDebug(const String& text);
+DOVO_API void GlobalLog(LogLevel level, const String& text);
+
+/// Trace output beside the log: formatted into 2048 characters at most, written to standard error or
+/// to the given stream (nothing for a null stream).
+DOVO_API void _DoTrace(const char* format, ...) DOVO_PRINTF(1, 2);
+DOVO_API void _DoTraceV(const char* format, va_list args) DOVO_PRINTF(1, 0);
+DOVO_API void _DoFTrace(FILE* out, const char* format, ...) DOVO_PRINTF(2, 3);
+DOVO_API void _DoFTraceV(FILE* out, const char* format, va_list args) DOVO_PRINTF(2, 0);
+
+} // namespace dovo
