@@ -2,12 +2,15 @@
 // functions; trace output.
 
 #include <dovo/Exception.h>
+#include <dovo/File.h>
 #include <dovo/Log.h>
+#include <dovo/Platform.h>
 
 #include "log/LogFile.h"
 #include "objects/ExceptionHooks.h"
 #include "threads/Kernel.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
@@ -44,6 +47,10 @@ private:
 
 // The exception machinery writes through the global log once it exists.
 void WriteException(signed char level, const String& text) { GlobalLog(static_cast<LogLevel>(level), text); }
+void DumpAllLogs(signed char level, const String& heading)
+{
+    Log::DumpAll("<h1>" + heading + "</h1>", static_cast<LogLevel>(level));
+}
 
 } // namespace
 
@@ -215,6 +222,66 @@ void Log::SetFile(const Path& file, LogLevel level, bool keepExisting)
     }
 }
 
+namespace {
+Mutex& FolderLock()
+{
+    static Mutex* lock = new Mutex;
+    return *lock;
+}
+Path& Folder()
+{
+    static auto* folder = new Path;
+    return *folder;
+}
+std::atomic<Log::DumpMailer> g_mailer{nullptr};
+} // namespace
+
+void Log::SetLogFolder(const Path& folder)
+{
+    Hold hold(FolderLock());
+    Folder() = folder;
+}
+
+Path Log::LogFolder()
+{
+    Hold hold(FolderLock());
+    return Folder().Empty() ? File::GetUserDir() : Folder();
+}
+
+void Log::SetDumpMailer(DumpMailer mailer) { g_mailer = mailer; }
+
+Path Log::Dump(LogLevel level)
+{
+    if (ItemCount() == 0) return Path();
+    Path base;
+    if (!m_file.Empty()) base = m_file.Branch() / Path(m_file.BaseName());
+    else base = LogFolder() / Path(m_name.Empty() ? String("PrivateLog") : Path::MakeSafe(m_name));
+    String name = base.Text();
+    if (s_GlobalLog.Get() == this) name += "_GlobalLog";
+    const Path dump(name + "_Dump.log");
+    FILE* out = std::fopen(dump.c_str(), "w");
+    if (!out) return Path();
+    _SaveToFile(out, level, true);
+    std::fclose(out);
+    return dump;
+}
+
+void Log::DumpAll(const String& html, LogLevel level)
+{
+    GlobalLog(Info, ">>>>>>>> Dumping All Logs <<<<<<<<");
+    std::vector<Log*> logs;
+    {
+        Hold hold(LivingLock());
+        logs.assign(Living().begin(), Living().end());
+    }
+    std::vector<Path> dumps;
+    for (Log* log : logs) {
+        const Path dump = log->Dump(level);
+        if (!dump.Empty()) dumps.push_back(dump);
+    }
+    if (const DumpMailer mailer = g_mailer) mailer(dumps, html);
+}
+
 void Log::_SaveToFile(FILE* file, LogLevel level, bool header)
 {
     if (!file) return;
@@ -223,6 +290,10 @@ void Log::_SaveToFile(FILE* file, LogLevel level, bool header)
         std::fprintf(file, "Log Dump %s:\n\tLog Name: %s\n\n",
                      Time::CurrentTime().Format("%Y/%m/%d %H:%M:%S.%F", true).c_str(),
                      m_name.Empty() ? "Unnamed" : m_name.c_str());
+    std::fprintf(file, "%s on %s - %s (PID %u) started %s by user %s\n%s\n%s\n\n", File::ApplicationName().c_str(),
+                 Platform::ComputerName().c_str(), Platform::RunningAsService() ? "Service" : "Normal App",
+                 Platform::ProcessId(), File::StartTime().Format("%Y/%m/%d %H:%M:%S.%F", true).c_str(),
+                 Platform::UserName().c_str(), Platform::VersionBanner().c_str(), m_file.c_str());
     std::string line;
     for (const LogItem* item = m_head; item; item = item->next) {
         if (item->level > level) continue;
@@ -252,7 +323,7 @@ Log::SetLevels::~SetLevels()
 void Log::LogStartup(LogLevel displayLevel, LogLevel fileLevel)
 {
     if (!s_GlobalLog) s_GlobalLog = SmartHandle<Log>(new Log(displayLevel, fileLevel));
-    hooks::SetExceptionLogWriter(WriteException, nullptr);
+    hooks::SetExceptionLogWriter(WriteException, DumpAllLogs);
 }
 
 void Log::_ReportStatistics(FILE* out, unsigned& totalKB)

@@ -9,6 +9,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <vector>
 
 namespace dovo {
 
@@ -43,7 +44,22 @@ public:
     bool KeepsInMemory() const { return m_keepInMemory; }
     unsigned ItemCount() const;
 
-    /// Writes the kept items of at most level to a stream, after the dump header when asked.
+    /// Writes the kept items of at most level to "<name>_Dump.log" beside the log's file (or in the log
+    /// folder for a log without one) and returns its path; empty when the log keeps no items.
+    Path Dump(LogLevel level);
+    /// Writes ">>>>>>>> Dumping All Logs <<<<<<<<", dumps every living log and hands the dumps and the
+    /// HTML text to the dump mailer when one is set.
+    static void DumpAll(const String& html, LogLevel level);
+    /// Where logs without a file put their dumps (the application's log folder); the user's folder until
+    /// it is set.
+    static void SetLogFolder(const Path& folder);
+    static Path LogFolder();
+    /// Receives the files of every DumpAll with its HTML text (mailing the dumps plugs in here).
+    using DumpMailer = void (*)(const std::vector<Path>& dumps, const String& html);
+    static void SetDumpMailer(DumpMailer mailer);
+
+    /// Writes the kept items of at most level to a stream after the program's header (and the dump
+    /// heading, when asked).
     void _SaveToFile(FILE* file, LogLevel level, bool header);
     /// Closes the file; the next line opens it again.
     void _CloseDescriptor();

@@ -109,9 +109,23 @@ TEST_F(LogFiles, WritesByLevelAndKeepsInMemory)
     EXPECT_NE(kept.find("item 2"), std::string::npos);
     EXPECT_NE(kept.find("item 4"), std::string::npos);
 
+    // A dump beside the file: the heading, the program's header line, then the kept items.
+    const Path dump = log.Dump(Excessive);
+    EXPECT_EQ(dump, File("app_Dump.log"));
+    const auto dumped = Lines(dump);
+    ASSERT_GE(dumped.size(), 8u);
+    EXPECT_EQ(dumped[0].rfind("Log Dump ", 0), 0u);
+    EXPECT_NE(dumped[3].find(" - Normal App (PID "), std::string::npos) << dumped[3];
+    EXPECT_EQ(dumped[5], file.Text().str());
+    EXPECT_TRUE(EndsWith(dumped.back(), "> item 4"));
+
     log.KeepLogInMemory(false);
     log.DoLog(Info, "not kept");
     EXPECT_EQ(Saved(log, Excessive).find("not kept"), std::string::npos);
+    Log empty(File("empty.log"), Info, Info, false);
+    empty.DoLog(Info, "x");
+    EXPECT_TRUE(empty.Dump(Excessive).Empty());
+    EXPECT_FALSE(fs::exists(m_dir / "empty_Dump.log"));
 }
 
 TEST_F(LogFiles, AFileThatCannotBeOpenedKeepsTheProgramAndTheItems)
