@@ -41,4 +41,7 @@
 #include <dovo/Log.h>
 #include <dovo/LogItem.h>
 
+#include <dovo/Thread.h>
+
 #include <dovo/CommandLine.h>
+#include <dovo/Executable.h>

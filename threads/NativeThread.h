@@ -1,0 +1,19 @@
+#pragma once
+
+// Threads of the system, created suspended and resumed (NativeThread_posix.cpp, _win32.cpp).
+
+#include "threads/Kernel.h"
+
+#include <cstdint>
+
+namespace dovo::native {
+
+using Entry = void (*)(void* argument);
+
+/// Creates a thread that runs entry(argument) once resumed. Gives the handle to wait on for its end
+/// (null on failure), its system id, and the token Resume needs.
+kernel::Handle CreateSuspended(Entry entry, void* argument, std::uint32_t& id, void*& resumeToken);
+/// Lets the thread run; false when that failed.
+bool Resume(void* resumeToken);
+
+} // namespace dovo::native

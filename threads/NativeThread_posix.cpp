@@ -1,0 +1,69 @@
+// POSIX threads started "suspended": the new thread reports its id, then waits at a gate until it is
+// resumed. Its handle is an event set when it has ended, so that waiting for a thread is waiting for
+// a kernel object, as on Windows.
+
+#include "threads/NativeThread.h"
+
+#include <initializer_list>
+#include <pthread.h>
+
+namespace dovo::native {
+
+namespace {
+struct Launch
+{
+    Entry entry;
+    void* argument;
+    kernel::Handle gate;    // set by Resume
+    kernel::Handle ended;   // set when the thread has ended
+    kernel::Handle started; // set once the id is known
+    std::uint32_t id = 0;
+};
+
+void* Main(void* raw)
+{
+    auto* launch = static_cast<Launch*>(raw);
+    launch->id = kernel::CurrentThreadId();
+    kernel::SetEvent(launch->started);
+    kernel::WaitOne(launch->gate, kernel::kInfinite);
+    launch->entry(launch->argument);
+    kernel::SetEvent(launch->ended);
+    kernel::Close(launch->ended);
+    kernel::Close(launch->gate);
+    delete launch;
+    return nullptr;
+}
+} // namespace
+
+kernel::Handle CreateSuspended(Entry entry, void* argument, std::uint32_t& id, void*& resumeToken)
+{
+    auto* launch = new Launch{entry, argument, kernel::NewEvent(true, false), kernel::NewEvent(true, false),
+                              kernel::NewEvent(true, false)};
+    kernel::Handle ended = kernel::Duplicate(launch->ended);
+    kernel::Handle gate = kernel::Duplicate(launch->gate);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_t thread;
+    const int failed = pthread_create(&thread, &attributes, Main, launch);
+    pthread_attr_destroy(&attributes);
+    if (failed) {
+        for (kernel::Handle h : {launch->gate, launch->ended, launch->started, ended, gate}) kernel::Close(h);
+        delete launch;
+        return nullptr;
+    }
+    kernel::WaitOne(launch->started, kernel::kInfinite);
+    kernel::Close(launch->started);
+    id = launch->id; // the launch record is the thread's from here on
+    resumeToken = gate;
+    return ended;
+}
+
+bool Resume(void* resumeToken)
+{
+    const bool ok = kernel::SetEvent(resumeToken);
+    kernel::Close(resumeToken);
+    return ok;
+}
+
+} // namespace dovo::native

@@ -1,0 +1,42 @@
+#include "threads/NativeThread.h"
+
+#include "core/Win32Support.h"
+
+#include <process.h>
+
+namespace dovo::native {
+
+namespace {
+struct Launch
+{
+    Entry entry;
+    void* argument;
+};
+
+unsigned __stdcall Main(void* raw)
+{
+    Launch launch = *static_cast<Launch*>(raw);
+    delete static_cast<Launch*>(raw);
+    launch.entry(launch.argument);
+    return 0;
+}
+} // namespace
+
+kernel::Handle CreateSuspended(Entry entry, void* argument, std::uint32_t& id, void*& resumeToken)
+{
+    // Through the C runtime, so that it is set up for the thread.
+    auto* launch = new Launch{entry, argument};
+    unsigned threadId = 0;
+    const auto handle = reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, Main, launch, CREATE_SUSPENDED, &threadId));
+    if (!handle) {
+        delete launch;
+        return nullptr;
+    }
+    id = threadId;
+    resumeToken = handle;
+    return handle;
+}
+
+bool Resume(void* resumeToken) { return ResumeThread(static_cast<HANDLE>(resumeToken)) != static_cast<DWORD>(-1); }
+
+} // namespace dovo::native
