@@ -15,5 +15,9 @@ using Entry = void (*)(void* argument);
 kernel::Handle CreateSuspended(Entry entry, void* argument, std::uint32_t& id, void*& resumeToken);
 /// Lets the thread run; false when that failed.
 bool Resume(void* resumeToken);
+/// Called first and last on a thread the library runs: the component object model in the
+/// multi-threaded model on Windows; nothing elsewhere.
+void EnterThread();
+void LeaveThread();
 
 } // namespace dovo::native

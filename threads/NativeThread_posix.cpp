@@ -66,4 +66,7 @@ bool Resume(void* resumeToken)
     return ok;
 }
 
+void EnterThread() {}
+void LeaveThread() {}
+
 } // namespace dovo::native

@@ -2,6 +2,7 @@
 
 #include "core/Win32Support.h"
 
+#include <objbase.h>
 #include <process.h>
 
 namespace dovo::native {
@@ -38,5 +39,8 @@ kernel::Handle CreateSuspended(Entry entry, void* argument, std::uint32_t& id, v
 }
 
 bool Resume(void* resumeToken) { return ResumeThread(static_cast<HANDLE>(resumeToken)) != static_cast<DWORD>(-1); }
+
+void EnterThread() { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
+void LeaveThread() { CoUninitialize(); }
 
 } // namespace dovo::native

@@ -162,6 +162,7 @@ void Thread::Run(void* self) { static_cast<Thread*>(self)->Body(); }
 void Thread::Body()
 {
     faults::InstallForThisThread();
+    native::EnterThread();
     const std::uint32_t id = CurrentThreadID();
     {
         Hold hold;
@@ -208,8 +209,11 @@ void Thread::Body()
     }
     cleanedUp(nullptr);
 
-    Hold hold;
-    Records().remove_if([id](const Record& r) { return r.id == id && !r.system; });
+    {
+        Hold hold;
+        Records().remove_if([id](const Record& r) { return r.id == id && !r.system; });
+    }
+    native::LeaveThread();
 }
 
 void Thread::HandleException(Exception* e)

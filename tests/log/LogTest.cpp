@@ -63,10 +63,15 @@ bool EndsWith(const std::string& s, const std::string& tail)
 
 TEST(LogItem, LineFormat)
 {
+    // The registry names every thread that logs; a line without a name says "Unnamed".
     const LogItem item(Info, "hello");
-    EXPECT_TRUE(std::regex_match(item.Line().str(), std::regex("\\d\\d\\.\\d\\d\\.\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} "
-                                                               "\\[   Info   \\] <0x[0-9A-F]{8}: Unnamed> hello\n")))
+    EXPECT_TRUE(
+        std::regex_match(item.Line().str(), std::regex("\\d\\d\\.\\d\\d\\.\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} "
+                                                       "\\[   Info   \\] <0x[0-9A-F]{8}: Main Thread> hello\n")))
         << item.Line();
+    std::string unnamed;
+    LogItem::AppendLine(unnamed, Warning, Time(2024, 1, 2, 3, 4, 5, 6) - Time(Time::TZOffset()), 0xAB, "", "x");
+    EXPECT_EQ(unnamed, "24.01.02 03:04:05.006 [  Warning ] <0x000000AB: Unnamed> x\n");
     const char* tags[] = {" [FatalError] ", " [   Error  ] ", " [  System  ] ", " [  Warning ] ",
                           " [  Status  ] ", " [   Info   ] ", " [   Debug  ] ", " [ Excessive] "};
     for (int level = 0; level < 8; ++level) EXPECT_STREQ(LogItem::Tag(static_cast<LogLevel>(level)), tags[level]);
