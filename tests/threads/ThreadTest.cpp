@@ -13,6 +13,14 @@
 #include <thread>
 #include <vector>
 
+namespace dovo {
+// The program's end calls this; the test stands in for it.
+struct LibStaticAccess
+{
+    static void Cleanup() { LibStatic::NotifyCleanup(); }
+};
+} // namespace dovo
+
 using namespace dovo;
 
 namespace {
@@ -183,4 +191,12 @@ TEST(Thread, StopsWhenAskedAndStartsOnlyOnce)
     EXPECT_EQ(looper.Signal(0), 1);
     looper.WaitFor();
     EXPECT_FALSE(looper.IsRunning());
+
+    // The library's clean-up stops every thread still running, and waits for it.
+    Log::LogStartup(Info, Excessive);
+    looper.Start();
+    ASSERT_TRUE(looper.WaitForStartup(100));
+    LibStaticAccess::Cleanup();
+    EXPECT_FALSE(looper.IsRunning());
+    EXPECT_NE(GlobalDump().find("Looper begin terminated by process cleanup"), std::string::npos);
 }
