@@ -10,6 +10,8 @@
 
 #include <dovo/String.h>
 
+#include "core/FormatText.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -631,10 +633,7 @@ bool FormatAll(Sink& out, const char* p, Arguments& args)
     bool first = true;
     while (*p) {
         if (*p != '%') {
-            const char* next = std::strchr(p, '%');
-            const std::size_t n = next ? static_cast<std::size_t>(next - p) : std::strlen(p);
-            out.Write(p, n);
-            p += n;
+            p = formattext::CopyLiteral(out, p);
             continue;
         }
         const char* start = p++;

@@ -6,6 +6,7 @@
 
 #include <dovo/Time.h>
 
+#include "core/FormatText.h"
 #include "core/TimeCalendar.h"
 
 #include <cctype>
@@ -179,10 +180,7 @@ void Convert(Output& out, const char* p, const Context& c)
 {
     while (*p) {
         if (*p != '%') {
-            const char* next = std::strchr(p, '%');
-            const std::size_t n = next ? static_cast<std::size_t>(next - p) : std::strlen(p);
-            out.Write(p, n);
-            p += n;
+            p = formattext::CopyLiteral(out, p);
             continue;
         }
         const char* start = p++;
