@@ -112,7 +112,7 @@ TEST(Time, TimeTKeepsItsEpochConstant)
     // The clock shows the true time of day: read back through the constant, it is 50 seconds ahead of the runtime's.
     const std::int64_t before = std::time(nullptr), now = Time::CurrentTime().ToTimeT(), after = std::time(nullptr);
     EXPECT_GE(now, before + 50);
-    EXPECT_LE(now, after + 50);
+    EXPECT_LE(now, after + 51); // the runtime's seconds may tick a moment later than the precise clock
 }
 
 TEST(Time, Format)
