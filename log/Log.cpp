@@ -132,12 +132,12 @@ bool Log::DisplayAndSaveItem(LogItem* item)
 
 void Log::WriteLine(const std::string& line)
 {
-    // Appended and retried: a file that cannot be written now may be writable at the next attempt
-    // (another process holding it, a folder made meanwhile); a log never fails its caller.
+    // Appended and retried: a file that cannot be opened or written now may be at the next attempt
+    // (another process holding it for a moment); a log never fails its caller, and after the last
+    // attempt the line is only where the log keeps its items.
     for (int attempt = 0; attempt < kWriteAttempts; ++attempt) {
         if (!m_handle) m_handle = logfile::OpenAppend(m_file.c_str());
-        if (!m_handle) return; // not even openable: the line stays in memory only
-        if (logfile::Write(m_handle, line.data(), line.size())) return;
+        if (m_handle && logfile::Write(m_handle, line.data(), line.size())) return;
         _CloseDescriptor();
     }
 }
