@@ -643,7 +643,13 @@ bool FormatAll(Sink& out, const char* p, Arguments& args)
             continue;
         }
         Directive directive;
-        p = ParseSpec(p, directive);
+        if (*p == 'd' || *p == 's' || *p == 'u' || *p == 'i') {
+            // The common bare conversions need no parsing.
+            directive.conversion = *p;
+            directive.plain = true;
+        } else {
+            p = ParseSpec(p, directive);
+        }
         if (sequential && first && Positional(directive)) return false;
         first = false;
         if (directive.widthFromArgument) {
