@@ -110,6 +110,10 @@ Time File::StartTime()
     return g_identity ? g_identity->start : Time();
 }
 
+Path File::GetExecutablePath() { return Path(filesystem::ExecutablePath()); }
+
+Path File::GetCurrentDir() { return Path(filesystem::CurrentDirectory()); }
+
 Path File::GetApplicationDir()
 {
     try {

@@ -66,6 +66,10 @@ String Platform::VersionBanner()
 int Platform::ProcessorSockets() { return Processors().sockets; }
 int Platform::ProcessorCores() { return Processors().cores; }
 int Platform::ProcessorThreads() { return Processors().threads; }
+void Platform::ProcessCpuTimes(unsigned long long& kernelMs, unsigned long long& userMs)
+{
+    platform::ProcessCpuTimes(kernelMs, userMs);
+}
 
 void Platform::SetEnvironment(const String& name, const String& value, bool thisThreadOnly)
 {

@@ -22,6 +22,7 @@ unsigned ProcessId();
 String SystemName();
 /// What the OS reports; 0 where it cannot tell (the caller fills in).
 ProcessorCounts QueryProcessors();
+void ProcessCpuTimes(unsigned long long& kernelMs, unsigned long long& userMs);
 
 /// Orders environment names as the OS compares them.
 bool NameLess(const String& a, const String& b);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 #include <vector>
@@ -69,6 +70,17 @@ ProcessorCounts QueryProcessors()
     }
     hwloc_topology_destroy(topology);
     return counts;
+}
+
+void ProcessCpuTimes(unsigned long long& kernelMs, unsigned long long& userMs)
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto ms = [](const timeval& t) {
+        return static_cast<unsigned long long>(t.tv_sec) * 1000 + static_cast<unsigned long long>(t.tv_usec) / 1000;
+    };
+    kernelMs = ms(usage.ru_stime);
+    userMs = ms(usage.ru_utime);
 }
 
 bool NameLess(const String& a, const String& b) { return a.str() < b.str(); }

@@ -66,6 +66,19 @@ ProcessorCounts QueryProcessors()
     return counts;
 }
 
+void ProcessCpuTimes(unsigned long long& kernelMs, unsigned long long& userMs)
+{
+    FILETIME created, exited, kernel, user;
+    kernelMs = userMs = 0;
+    if (!GetProcessTimes(GetCurrentProcess(), &created, &exited, &kernel, &user)) return;
+    // FILETIME counts 100-nanosecond steps.
+    const auto ms = [](const FILETIME& t) {
+        return ((static_cast<unsigned long long>(t.dwHighDateTime) << 32) | t.dwLowDateTime) / 10000;
+    };
+    kernelMs = ms(kernel);
+    userMs = ms(user);
+}
+
 bool NameLess(const String& a, const String& b)
 {
     // Windows compares names upper-cased, which puts '_' after the letters.

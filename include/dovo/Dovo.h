@@ -43,5 +43,6 @@
 
 #include <dovo/Thread.h>
 
+#include <dovo/Application.h>
 #include <dovo/CommandLine.h>
 #include <dovo/Executable.h>

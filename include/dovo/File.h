@@ -33,6 +33,10 @@ public:
     /// The machine-wide folder shared by the product family: $VARNEL_MACHINE_DIR when set, else
     /// "/var/lib/varnel" (Linux) or "%ProgramData%\Varnel" (Windows). It may not exist yet.
     static Path GetMachineDir();
+    /// The running program's own file, as the system knows it.
+    static Path GetExecutablePath();
+    /// The process's current folder.
+    static Path GetCurrentDir();
     /// The folder for temporary files: $TMPDIR or "/tmp" (Linux), the system's temporary folder (Windows).
     static Path GetTempDir();
 

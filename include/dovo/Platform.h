@@ -36,6 +36,8 @@ public:
     static int ProcessorSockets();
     static int ProcessorCores();
     static int ProcessorThreads();
+    /// The processor time this process has used so far, in milliseconds, in the kernel and in user mode.
+    static void ProcessCpuTimes(unsigned long long& kernelMs, unsigned long long& userMs);
 
     /// Sets name to value for the whole process, or with thisThreadOnly only for the calling thread
     /// and its children. An empty value removes the name. A process-wide set also drops the calling
