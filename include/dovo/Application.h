@@ -23,7 +23,7 @@ class Exception;
 class DOVO_API Application : public Executable
 {
 public:
-    using StateSignal = Signal0<ThreadPolicy::GlobalThreaded>;
+    using StateSignal = Signal0<>;
 
     /// Starts the global log with the two levels and points it at "Startup-<pid in hex>.log" in the
     /// current folder until Startup chooses the real log file.

@@ -1,0 +1,49 @@
+// The parts of Child that do not depend on the platform.
+
+#include "Child.h"
+
+#include <chrono>
+#include <sstream>
+
+namespace {
+bool HasLine(const std::string& text, const std::string& line)
+{
+    std::istringstream in(text);
+    for (std::string got; std::getline(in, got);) {
+        if (!got.empty() && got.back() == '\r') got.pop_back();
+        if (got == line) return true;
+    }
+    return false;
+}
+} // namespace
+
+bool Child::WaitForLine(const std::string& line, double seconds)
+{
+    std::unique_lock<std::mutex> hold(m_lock);
+    return m_changed.wait_for(hold, std::chrono::duration<double>(seconds), [&] {
+        return HasLine(m_output, line) || m_openPipes == 0;
+    }) && HasLine(m_output, line);
+}
+
+std::string Child::Output()
+{
+    std::lock_guard<std::mutex> hold(m_lock);
+    return m_output;
+}
+
+std::string Child::Errors()
+{
+    std::lock_guard<std::mutex> hold(m_lock);
+    return m_errors;
+}
+
+std::vector<std::string> Child::OutputLines()
+{
+    std::istringstream in(Output());
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        lines.push_back(line);
+    }
+    return lines;
+}
