@@ -11,7 +11,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <memory>
 
 namespace dovo::lifecycle {
@@ -19,6 +18,8 @@ namespace dovo::lifecycle {
 namespace {
 std::atomic<bool> g_reportPureVirtual{false};
 }
+
+bool PureVirtualReportEnabled() { return g_reportPureVirtual; }
 
 void Drive(Executable& executable, int argc, char** argv)
 {
@@ -97,14 +98,3 @@ void ReportStartFailure(const char* who, const Exception& e, int& returnCode)
 }
 
 } // namespace dovo::lifecycle
-
-// The compiler's code calls this for a pure virtual call (a virtual called from a base's constructor or
-// destructor, or through a dangling object). The program links the library before the C++ run-time, so
-// this definition is the one its calls find. Once main has enabled it, the report comes first; then it
-// ends the process as the run-time's own does.
-extern "C" DOVO_API void __cxa_pure_virtual()
-{
-    if (dovo::lifecycle::g_reportPureVirtual) dovo::lifecycle::OnPureVirtualCall();
-    std::fputs("pure virtual method called\n", stderr);
-    std::terminate();
-}

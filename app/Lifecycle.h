@@ -31,6 +31,7 @@ bool OnConsoleEvent(int event);
 void OnPureVirtualCall();
 /// From now on a pure virtual call is reported (OnPureVirtualCall) before the run-time ends the process.
 void EnablePureVirtualReport();
+bool PureVirtualReportEnabled();
 
 /// Ends the process with code now, from any thread: the streams are flushed, but neither atexit
 /// handlers nor static destructors run (the main thread may still be inside the application).

@@ -111,7 +111,12 @@ TEST_F(HelperRun, AFailingThreadStopsTheProcess)
 
 TEST_F(HelperRun, AnInterruptStopsTheProgram)
 {
-    for (const int event : {0, 1, 2, 6}) {
+#ifdef _WIN32
+    const int events[] = {0}; // the only event one process can send another
+#else
+    const int events[] = {0, 1, 2, 6};
+#endif
+    for (const int event : events) {
         SCOPED_TRACE(event);
         Child child(Helper(), Case("interrupt"));
         ASSERT_TRUE(child.WaitForLine("running"));

@@ -6,6 +6,15 @@
 #include <sstream>
 
 namespace {
+std::string Unix(const std::string& text)
+{
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i)
+        if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) result += text[i];
+    return result;
+}
+
 bool HasLine(const std::string& text, const std::string& line)
 {
     std::istringstream in(text);
@@ -28,13 +37,13 @@ bool Child::WaitForLine(const std::string& line, double seconds)
 std::string Child::Output()
 {
     std::lock_guard<std::mutex> hold(m_lock);
-    return m_output;
+    return Unix(m_output);
 }
 
 std::string Child::Errors()
 {
     std::lock_guard<std::mutex> hold(m_lock);
-    return m_errors;
+    return Unix(m_errors);
 }
 
 std::vector<std::string> Child::OutputLines()

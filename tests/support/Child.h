@@ -34,11 +34,12 @@ public:
     /// Waits until the child has printed the line; false at the end of its output or after seconds.
     bool WaitForLine(const std::string& line, double seconds = 60);
     /// Sends an interrupt: 0 Ctrl-C (SIGINT), 1 Ctrl-Break (SIGQUIT), 2 close (SIGHUP), 6 shutdown
-    /// (SIGTERM).
+    /// (SIGTERM). On Windows always Ctrl-C.
     void Interrupt(int event);
     /// Waits for the end and returns the exit code; KilledBy - 1 after seconds (the child is then killed).
     int Wait(double seconds = 60);
     unsigned Pid() const;
+    /// What the child wrote, with Windows line ends read as "\n".
     std::string Output();
     std::string Errors();
     /// Every line of the output, in order.

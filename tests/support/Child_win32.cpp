@@ -76,9 +76,9 @@ Child::Child(const std::string& program, const Options& options) : m_native(new 
     startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     startup.hStdOutput = outWrite;
     startup.hStdError = errWrite;
-    const BOOL created = CreateProcessA(
-        program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP, environment.data(),
-        options.folder.empty() ? nullptr : options.folder.c_str(), &startup, &m_native->process);
+    const BOOL created = CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, CREATE_NEW_CONSOLE,
+                                        environment.data(), options.folder.empty() ? nullptr : options.folder.c_str(),
+                                        &startup, &m_native->process);
     CloseHandle(outWrite);
     CloseHandle(errWrite);
     if (!created) {
@@ -116,9 +116,18 @@ void Child::Collect(void* pipe, std::string& into)
 
 unsigned Child::Pid() const { return m_native->process.dwProcessId; }
 
-void Child::Interrupt(int event)
+namespace {
+BOOL WINAPI IgnoreOurselves(DWORD) { return TRUE; }
+} // namespace
+
+// The child has a console of its own: we join it and send Ctrl-C to everyone attached, ourselves
+// included (and ignoring it). Only Ctrl-C can be sent this way (Wine does not send Ctrl-Break at all).
+void Child::Interrupt(int)
 {
-    GenerateConsoleCtrlEvent(event == 0 ? CTRL_C_EVENT : CTRL_BREAK_EVENT, m_native->process.dwProcessId);
+    FreeConsole();
+    if (!AttachConsole(m_native->process.dwProcessId)) return;
+    SetConsoleCtrlHandler(IgnoreOurselves, TRUE);
+    GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
 }
 
 int Child::Wait(double seconds)
