@@ -47,7 +47,8 @@ void Executable::SetThreadException(Thread* thread)
                    " reported an unhandled exception, but there's no Executable object!");
         return;
     }
-    executable->m_exceptedThread = thread;
+    // One pointer store: the run loop handles the last reporter between two of its passes.
+    __atomic_store_n(&executable->m_exceptedThread, thread, __ATOMIC_SEQ_CST);
 }
 
 bool Executable::IsService() { return service::Active(); }
@@ -139,8 +140,8 @@ void Executable::Go()
     while (__atomic_load_n(&m_runState, __ATOMIC_SEQ_CST) >= 1) {
         try {
             if (!m_application || !m_application->Execute()) Signal(0);
-            if (Thread* thread = m_exceptedThread) {
-                if (ThreadException(thread)) m_exceptedThread = nullptr;
+            if (Thread* thread = __atomic_load_n(&m_exceptedThread, __ATOMIC_SEQ_CST)) {
+                if (ThreadException(thread)) __atomic_store_n(&m_exceptedThread, nullptr, __ATOMIC_SEQ_CST);
                 else Signal(0);
             }
         } catch (Exception* e) {

@@ -11,6 +11,7 @@
 #include <dovo/Trigger.h>
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -108,7 +109,8 @@ public:
         }
         if (m_case == "pure-virtual") helper::Derived derived;
         if (m_case == "fault-elsewhere") {
-            std::thread worker([] { *static_cast<volatile int*>(nullptr) = 1; });
+            // Not address 0: the undefined-behaviour checker would stop the program before the processor does.
+            std::thread worker([] { *reinterpret_cast<volatile int*>(std::uintptr_t{0x40}) = 1; });
             worker.join();
         }
         if (m_case == "return-code") m_returnCode = 7;
