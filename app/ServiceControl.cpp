@@ -106,6 +106,37 @@ void ServiceMain(int argc, char** argv)
     g_context = nullptr;
 }
 
+// Starting and stopping differ only in their words, the request and the state waited for.
+struct Request
+{
+    const char* method;
+    const char* verb;
+    Manager::Access access;
+    const char* openFailure;
+    bool (Manager::*send)();
+    int sendError;
+    const char* sendFailure;
+    State wanted;
+    const char* timeOut;
+    const char* done;
+};
+
+void StartOrStop(CommandLine& commandLine, const Request& request)
+{
+    LogInfo(String("Attempting to ") + request.verb + " service");
+    const String name = ServiceName(commandLine);
+    Manager manager;
+    if (!manager.Connect(request.access))
+        Raise(request.method, ErrorServiceManager, "Could not connect to service manager");
+    if (!manager.Open(name, request.access)) Raise(request.method, ErrorServiceManager, request.openFailure);
+    if (!(manager.*request.send)()) Raise(request.method, request.sendError, request.sendFailure);
+    int state = 0;
+    if (commandLine.HasSwitch("Wait") &&
+        !AwaitState(manager, request.wanted, commandLine.GetArgument("Wait", 0, 30), state))
+        Raise(request.method, ErrorTimeout, SFormat(request.timeOut, state));
+    LogInfo(String("Successfully ") + request.done + " service " + name);
+}
+
 } // namespace
 
 CommandLine& StoredCommandLine()
@@ -190,38 +221,19 @@ void Executable::RemoveService(CommandLine& commandLine)
 
 void Executable::StartServiceA(CommandLine& commandLine)
 {
-    LogInfo("Attempting to start service");
-    const String name = service::ServiceName(commandLine);
-    Manager manager;
-    if (!manager.Connect(Manager::ForStart))
-        service::Raise("StartServiceA", service::ErrorServiceManager, "Could not connect to service manager");
-    if (!manager.Open(name, Manager::ForStart))
-        service::Raise("StartServiceA", service::ErrorServiceManager, "Could not open the service to start it");
-    if (!manager.Start()) service::Raise("StartServiceA", service::ErrorServiceManager, "Could not start the service");
-    int state = 0;
-    if (commandLine.HasSwitch("Wait") &&
-        !service::AwaitState(manager, service::Running, commandLine.GetArgument("Wait", 0, 30), state))
-        service::Raise("StartServiceA", service::ErrorTimeout,
-                       SFormat("Timed out waiting for service to start: %d", state));
-    LogInfo("Successfully started service " + name);
+    service::StartOrStop(commandLine,
+                         {"StartServiceA", "start", Manager::ForStart, "Could not open the service to start it",
+                          &Manager::Start, service::ErrorServiceManager, "Could not start the service",
+                          service::Running, "Timed out waiting for service to start: %d", "started"});
 }
 
 void Executable::StopService(CommandLine& commandLine)
 {
-    LogInfo("Attempting to stop service");
-    const String name = service::ServiceName(commandLine);
-    Manager manager;
-    if (!manager.Connect(Manager::ForStop))
-        service::Raise("StopService", service::ErrorServiceManager, "Could not connect to service manager");
-    if (!manager.Open(name, Manager::ForStop))
-        service::Raise("StopService", service::ErrorServiceManager, "Could not open the service to remove it");
-    if (!manager.Stop()) service::Raise("StopService", service::ErrorTimeout, "Could not stop the service");
-    int state = 0;
-    if (commandLine.HasSwitch("Wait") &&
-        !service::AwaitState(manager, service::Stopped, commandLine.GetArgument("Wait", 0, 30), state))
-        service::Raise("StopService", service::ErrorTimeout,
-                       SFormat("Timed out waiting for service to stop: %d", state));
-    LogInfo("Successfully stopped service " + name);
+    // "to remove it": the manager's message for a service it cannot open, whatever was asked of it.
+    service::StartOrStop(commandLine,
+                         {"StopService", "stop", Manager::ForStop, "Could not open the service to remove it",
+                          &Manager::Stop, service::ErrorTimeout, "Could not stop the service", service::Stopped,
+                          "Timed out waiting for service to stop: %d", "stopped"});
 }
 
 void Executable::StartAsService(CommandLine& commandLine)

@@ -84,3 +84,18 @@ TEST_F(HelperRun, TheProcessorAffinityIsHandedToChildrenThroughTheEnvironment)
     ASSERT_EQ(child.Wait(), 0);
     EXPECT_EQ(Fact(child, "affinity"), "0 2-3");
 }
+
+TEST_F(HelperRun, AStatisticsReportGoesToTheLogFolder)
+{
+    Child child(Helper(), Case("statistics"));
+    ASSERT_EQ(child.Wait(), 0);
+    EXPECT_EQ(Fact(child, "report"), Native(m_dir / "Statistics.log"));
+    const std::string report = Read(m_dir / "Statistics.log");
+    EXPECT_EQ(report.rfind("app_helper: Started ", 0), 0u) << report;
+    EXPECT_TRUE(Has(report, ", Analyzed "));
+    EXPECT_TRUE(Has(report, "\nCPU Usage: ")) << report;
+    EXPECT_TRUE(Has(report, " ms total CPU time ("));
+    EXPECT_TRUE(Has(report, "\nAverage: "));
+    // The logs' part follows the application's.
+    EXPECT_TRUE(Has(report, "Logs Total Usage: "));
+}
