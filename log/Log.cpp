@@ -208,6 +208,8 @@ void Log::SetFile(const Path& file, LogLevel level, bool keepExisting)
         m_fileLevel = level;
     }
     DoLog(Info, "Setting Log file to " + file.Text() + SFormat(" (level %d)", static_cast<int>(level)) + note);
+    // An empty path: the log stops writing to a file (a process that only ran a service word).
+    if (file.Empty()) return;
     {
         Hold hold(m_lock);
         if (!m_handle) m_handle = logfile::OpenAppend(m_file.c_str());

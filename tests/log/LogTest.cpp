@@ -175,6 +175,16 @@ TEST_F(LogFiles, SetFileKeepsExactlyOneOldFile)
     int files = 0;
     for ([[maybe_unused]] const auto& entry : fs::directory_iterator(m_dir)) ++files;
     EXPECT_EQ(files, 2);
+
+    // An empty path ends the writing: nothing more reaches the old file, and no failure is logged.
+    log.KeepLogInMemory(true);
+    log.SetFile(Path(), Info);
+    log.DoLog(Info, "fourth run");
+    EXPECT_TRUE(log.Filename().Empty());
+    for (const std::string& line : Lines(file)) EXPECT_EQ(line.find("fourth run"), std::string::npos) << line;
+    const std::string kept = Saved(log, Excessive);
+    EXPECT_NE(kept.find("fourth run"), std::string::npos);
+    EXPECT_EQ(kept.find("Could not open"), std::string::npos) << kept;
 }
 
 TEST_F(LogFiles, LinesFromManyThreadsAreWholeAndInEachThreadsOrder)
