@@ -11,6 +11,7 @@
 #include "app/Lifecycle.h"
 #include "app/ServiceControl.h"
 #include "objects/FaultTranslator.h"
+#include "threads/NativeThread.h"
 
 #include <atomic>
 #include <chrono>
@@ -66,6 +67,7 @@ bool AwaitState(Manager& manager, int wanted, int seconds, int& state)
 
 void ServiceMain(int argc, char** argv)
 {
+    // The dispatcher's thread runs the service like one of the library's own threads.
     faults::InstallForThisThread();
     static Context context;
     context.state = StartPending;
@@ -75,6 +77,7 @@ void ServiceMain(int argc, char** argv)
         LogError("Could not register the service control handler");
         return;
     }
+    native::EnterThread();
     g_context = &context;
     Platform::SetRunningAsService(true);
 
@@ -104,6 +107,7 @@ void ServiceMain(int argc, char** argv)
     if (!ReportState(Stopped, context.exitCode)) LogError("Could not report service stopped");
     Platform::SetRunningAsService(false);
     g_context = nullptr;
+    native::LeaveThread();
 }
 
 // Starting and stopping differ only in their words, the request and the state waited for.
