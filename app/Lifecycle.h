@@ -3,6 +3,8 @@
 // The process-wide machinery behind main(): driving the executable, the handlers main installs, and
 // the way the process ends when it must end at once. Internal to the library.
 
+#include <dovo/Export.h>
+
 namespace dovo {
 class Exception;
 class Executable;
@@ -25,8 +27,8 @@ void InstallFaultHandlers();
 /// What the interrupt handler does with a console control event (0 Ctrl-C, 1 Ctrl-Break, 2 close,
 /// 5 log-off, 6 shutdown); true when the event is dealt with. Ends the process with exit code 3 when
 /// the executable does not finish within 10 seconds of being signalled, and with -1 when there is no
-/// executable.
-bool OnConsoleEvent(int event);
+/// executable. (Exported for the library's tests: most events cannot be sent from outside.)
+DOVO_API bool OnConsoleEvent(int event);
 /// What the pure-virtual-call handler does before the run-time takes over.
 void OnPureVirtualCall();
 /// From now on a pure virtual call is reported (OnPureVirtualCall) before the run-time ends the process.

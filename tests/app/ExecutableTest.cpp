@@ -130,6 +130,22 @@ TEST_F(HelperRun, AnInterruptStopsTheProgram)
     }
 }
 
+TEST_F(HelperRun, TheInterruptHandlerStopsTheProgramOnlyForItsEvents)
+{
+    // Ctrl-C, Ctrl-Break, close, log-off (for a program that is not a service) and shutdown stop it;
+    // any other event is left alone.
+    for (const int event : {0, 1, 2, 3, 4, 5, 6, 7}) {
+        SCOPED_TRACE(event);
+        Child child(Helper(), Case("console-event", {"-Event", std::to_string(event)}));
+        EXPECT_EQ(child.Wait(), 0);
+        const bool stops = event <= 2 || event == 5 || event == 6;
+        EXPECT_EQ(Has(Log(), "Unhandled interrupt! Exiting."), stops);
+        EXPECT_EQ(child.WaitForLine("execute 20", 0), !stops);
+        EXPECT_TRUE(child.WaitForLine("event handled", 0));
+        std::filesystem::remove(m_dir / "app_helper.log");
+    }
+}
+
 TEST_F(HelperRun, AProgramThatDoesNotStopWithin10SecondsOfAnInterruptIsEnded)
 {
     DOVO_SKIP_UNDER_SIGNAL_DEFERRING_RUNTIME();

@@ -201,3 +201,16 @@ TEST_F(Service, RunningAsAServiceReportsItsStatesAndStopsOnTheManagersRequest)
         if (line == "stopped") stopped.push_back(line);
     EXPECT_EQ(stopped.size(), 1u);
 }
+
+TEST_F(Service, AServiceIgnoresTheLogOffEvent)
+{
+    NotifySocket notify(m_dir / "notify");
+    Child::Options options = Word({"-Service"}, {{"NOTIFY_SOCKET", notify.Path()}});
+    options.arguments[1] = "console-event";
+    options.arguments.insert(options.arguments.end(), {"-Event", "5"});
+    Child child(Helper(), options);
+    EXPECT_EQ(child.Wait(), 0);
+    EXPECT_TRUE(child.WaitForLine("execute 20", 0));
+    EXPECT_TRUE(child.WaitForLine("event handled", 0));
+    EXPECT_FALSE(Has(Log(), "Unhandled interrupt"));
+}

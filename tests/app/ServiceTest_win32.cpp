@@ -124,20 +124,20 @@ TEST_F(Service, TheWholeCycleThroughTheServiceControlManager)
     EXPECT_TRUE(Has(log, "Service control has requested termination")) << log;
     EXPECT_TRUE(Has(log, "app_helper Shut down"));
 
-    // Started with parameters of its own: those are used in place of the stored command line.
+    // Started with parameters of its own: those are used in place of the stored command line. They
+    // make it give itself a log-off event, which a service ignores, and stop after 20 passes.
     const fs::path custom = m_dir / "custom";
     fs::create_directories(custom);
     {
         Registered service;
         const std::string folder = Native(custom);
-        const char* arguments[] = {kName, "-Case", "service", "-LogFolder", folder.c_str()};
-        ASSERT_TRUE(::StartServiceA(service.Handle(), 5, arguments));
-        ASSERT_TRUE(service.AwaitState(SERVICE_RUNNING));
-        SERVICE_STATUS status{};
-        ASSERT_TRUE(ControlService(service.Handle(), SERVICE_CONTROL_STOP, &status));
+        const char* arguments[] = {kName, "-Case", "console-event", "-Event", "5", "-LogFolder", folder.c_str()};
+        ASSERT_TRUE(::StartServiceA(service.Handle(), 7, arguments));
         ASSERT_TRUE(service.AwaitState(SERVICE_STOPPED));
     }
-    EXPECT_TRUE(Has(Read(custom / "app_helper.log"), "Service control has requested termination"));
+    const std::string customLog = Read(custom / "app_helper.log");
+    EXPECT_TRUE(Has(customLog, "app_helper Shut down")) << customLog;
+    EXPECT_FALSE(Has(customLog, "Unhandled interrupt"));
 
     Child remove(Helper(), Word({"-RemoveService"}));
     ASSERT_EQ(remove.Wait(), 0) << remove.Errors();

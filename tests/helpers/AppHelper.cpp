@@ -10,6 +10,8 @@
 #include <dovo/Thread.h>
 #include <dovo/Trigger.h>
 
+#include "app/Lifecycle.h"
+
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -74,6 +76,7 @@ public:
     bool Startup(CommandLine& commandLine) override
     {
         m_case = commandLine.GetArgument("Case", 0, String());
+        m_event = commandLine.GetArgument("Event", 0, -1);
         if (m_case == "startup-throws") Exception::Throw("Helper", "Startup", 0, "cannot start", 0, String(), Error);
         const bool started = Application::Startup(commandLine);
         Say("app " + AppName());
@@ -101,6 +104,17 @@ public:
             if (m_passes == 1) Say("running");
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             return true;
+        }
+        if (m_case == "console-event") {
+            // The handler's decision, as the system would ask for it on a thread of its own; the run loop
+            // goes on until the event stops it or for 20 passes.
+            if (m_passes == 1)
+                m_eventThread = std::thread([this] {
+                    const bool handled = lifecycle::OnConsoleEvent(m_event);
+                    Say(handled ? "event handled" : "event not handled");
+                });
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            return m_passes < 20;
         }
         if (m_case == "interrupt-stuck") {
             Say("running");
@@ -130,6 +144,7 @@ public:
     {
         Say("cleanup");
         Application::Cleanup();
+        if (m_eventThread.joinable()) m_eventThread.join();
         if (m_case == "cleanup-throws")
             Exception::Throw("Helper", "Cleanup", 0x20000012, "cannot clean up", 0, String(), Error);
         if (m_case == "cleanup-unknown") throw 42;
@@ -141,6 +156,8 @@ public:
 
 private:
     String m_case;
+    int m_event = -1;
+    std::thread m_eventThread;
     int m_passes = 0;
     Failing m_worker;
 };
