@@ -60,7 +60,7 @@ bool AwaitState(Manager& manager, int wanted, int seconds, int& state)
     state = 0;
     for (int poll = 1;; ++poll) {
         if (manager.QueryState(state) && state == wanted) return true;
-        if (poll >= seconds * 4) return false;
+        if (poll >= static_cast<long long>(seconds) * 4) return false;
         PauseBetweenPolls();
     }
 }
