@@ -48,10 +48,7 @@ protected:
         options.environment = {{"VARNEL_UNIT_DIR", (m_dir / "units").string()},
                                {"FAKE_DIR", m_dir.string()},
                                {"PATH", (m_dir / "bin").string() + ":" + std::getenv("PATH")}};
-        for (const auto& [name, value] : more) {
-            std::erase_if(options.environment, [&](const auto& entry) { return entry.first == name; });
-            options.environment.emplace_back(name, value);
-        }
+        options.environment.insert(options.environment.end(), more.begin(), more.end());
         return options;
     }
     fs::path Unit() const { return m_dir / "units" / "app_helper.service"; }

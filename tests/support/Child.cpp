@@ -2,7 +2,10 @@
 
 #include "Child.h"
 
+#include <algorithm>
+#include <cctype>
 #include <chrono>
+#include <map>
 #include <sstream>
 
 namespace {
@@ -55,4 +58,24 @@ std::vector<std::string> Child::OutputLines()
         lines.push_back(line);
     }
     return lines;
+}
+
+std::string Upper(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::toupper(c); });
+    return text;
+}
+
+std::vector<std::string> Merged(const std::vector<std::string>& current,
+                                const std::vector<std::pair<std::string, std::string>>& changes, bool ignoreCase)
+{
+    const auto key = [&](const std::string& name) { return ignoreCase ? Upper(name) : name; };
+    std::map<std::string, std::pair<std::string, std::string>> last;
+    for (const auto& [name, value] : changes) last[key(name)] = {name, value};
+    std::vector<std::string> merged;
+    for (const std::string& entry : current)
+        if (!last.count(key(entry.substr(0, entry.find('='))))) merged.push_back(entry);
+    for (const auto& [unused, change] : last)
+        if (!change.second.empty()) merged.push_back(change.first + "=" + change.second);
+    return merged;
 }

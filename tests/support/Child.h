@@ -57,5 +57,11 @@ private:
     std::thread m_outputReader, m_errorReader;
 };
 
+/// The environment current with the changes applied: a later change of a name wins, an empty value
+/// removes the name. Windows compares names without regard to case.
+std::vector<std::string> Merged(const std::vector<std::string>& current,
+                                const std::vector<std::pair<std::string, std::string>>& changes, bool ignoreCase);
+std::string Upper(std::string text);
+
 /// The program's path as the test program must name it (a drive-letter path under Wine).
 std::string HelperPath(const char* built);

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
@@ -22,30 +21,6 @@ struct Child::Native
     bool ended = false;
 };
 
-namespace {
-// posix_spawn has no "start in this folder" before glibc 2.29's extension: change it around the call.
-class InFolder
-{
-public:
-    explicit InFolder(const std::string& folder)
-    {
-        if (folder.empty()) return;
-        m_previous = getcwd(nullptr, 0);
-        if (chdir(folder.c_str()) != 0) throw std::runtime_error("no folder " + folder);
-    }
-    ~InFolder()
-    {
-        if (m_previous) {
-            [[maybe_unused]] const int ignored = chdir(m_previous);
-            std::free(m_previous);
-        }
-    }
-
-private:
-    char* m_previous = nullptr;
-};
-} // namespace
-
 Child::Child(const std::string& program, const Options& options) : m_native(new Native)
 {
     std::vector<std::string> words{program};
@@ -54,16 +29,9 @@ Child::Child(const std::string& program, const Options& options) : m_native(new 
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
 
-    std::vector<std::string> environment;
-    for (char** entry = environ; *entry; ++entry) {
-        const std::string text = *entry;
-        bool replaced = false;
-        for (const auto& [name, value] : options.environment)
-            if (text.compare(0, name.size() + 1, name + "=") == 0) replaced = true;
-        if (!replaced) environment.push_back(text);
-    }
-    for (const auto& [name, value] : options.environment)
-        if (!value.empty()) environment.push_back(name + "=" + value);
+    std::vector<std::string> current;
+    for (char** entry = environ; *entry; ++entry) current.emplace_back(*entry);
+    std::vector<std::string> environment = Merged(current, options.environment, false);
     std::vector<char*> envp;
     for (std::string& entry : environment) envp.push_back(entry.data());
     envp.push_back(nullptr);
@@ -74,6 +42,7 @@ Child::Child(const std::string& program, const Options& options) : m_native(new 
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    if (!options.folder.empty()) posix_spawn_file_actions_addchdir_np(&actions, options.folder.c_str());
     // The child decides about its signals itself: none blocked, none ignored.
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
@@ -83,11 +52,7 @@ Child::Child(const std::string& program, const Options& options) : m_native(new 
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setsigdefault(&attributes, &all);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    int spawned;
-    {
-        InFolder folder(options.folder);
-        spawned = posix_spawn(&m_native->pid, program.c_str(), &actions, &attributes, argv.data(), envp.data());
-    }
+    const int spawned = posix_spawn(&m_native->pid, program.c_str(), &actions, &attributes, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
     close(out[1]);

@@ -2,8 +2,12 @@
 
 #include "Child.h"
 
+#ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
 #define NOMINMAX
+#endif
 #include <windows.h>
 
 #include <algorithm>
@@ -31,12 +35,6 @@ std::string Quote(const std::string& word)
     return quoted + "\"";
 }
 
-std::string Upper(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::toupper(c); });
-    return text;
-}
-
 } // namespace
 
 Child::Child(const std::string& program, const Options& options) : m_native(new Native)
@@ -45,19 +43,12 @@ Child::Child(const std::string& program, const Options& options) : m_native(new 
     for (const std::string& word : options.arguments) commandLine += " " + Quote(word);
 
     // The environment block: ours with the changes, sorted without regard to case as Windows wants it.
-    std::vector<std::string> entries;
+    std::vector<std::string> current;
     if (char* block = GetEnvironmentStringsA()) {
-        for (char* entry = block; *entry; entry += std::strlen(entry) + 1) {
-            const std::string text = entry;
-            bool replaced = false;
-            for (const auto& [name, value] : options.environment)
-                if (Upper(text).compare(0, name.size() + 1, Upper(name) + "=") == 0) replaced = true;
-            if (!replaced) entries.push_back(text);
-        }
+        for (char* entry = block; *entry; entry += std::strlen(entry) + 1) current.emplace_back(entry);
         FreeEnvironmentStringsA(block);
     }
-    for (const auto& [name, value] : options.environment)
-        if (!value.empty()) entries.push_back(name + "=" + value);
+    std::vector<std::string> entries = Merged(current, options.environment, true);
     std::sort(entries.begin(), entries.end(),
               [](const std::string& a, const std::string& b) { return Upper(a) < Upper(b); });
     std::string environment;
