@@ -3,13 +3,7 @@
 
 #include "tests/app/HelperFixture.h"
 
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#include <windows.h>
+#include "core/Win32Support.h"
 
 #include <chrono>
 #include <thread>

@@ -2,13 +2,7 @@
 
 #include "Child.h"
 
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#include <windows.h>
+#include "core/Win32Support.h"
 
 #include <algorithm>
 #include <cctype>
