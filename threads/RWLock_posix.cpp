@@ -1,9 +1,11 @@
-// RWLock on POSIX: the lock's state in one atomic word (the hold count, and the writer's thread id),
-// so that a hold that need not wait costs one compare-and-swap. A thread that must wait sleeps on a
-// condition variable until a release changes the word; releases look for sleepers before waking any.
-// The semantics are those of the kernel-object lock of the Windows build: readers are not held back
-// by a waiting writer, the writer nests write holds and read holds inside its own write, and the
-// try-forms never wait. Copies share the whole lock (the word sits in an object behind the guard
+// RWLock on POSIX: the state of the Windows build's guard mutex and two events in one atomic word, so
+// that a hold that need not wait costs one compare-and-swap. The word carries the hold count, the
+// writer's thread id, and the two events as "held" bits: "readers in" (the no-reader event is reset)
+// and "writer in" (the no-writer event is reset). Each operation makes the move the Windows build makes
+// under its guard; a thread that would wait there for the events waits here until the bits it waits
+// for are clear, then makes its move. So the results are the same in every case, unpaired releases
+// included: an Unlock on a free lock leaves the count at -1 with both events signalled, and a writer's
+// wait for them gets through. Copies share the whole lock (the word sits in an object behind the guard
 // handle), so the object's own count and writer fields are not used here.
 
 #include <dovo/RWLock.h>
@@ -20,73 +22,114 @@ namespace dovo {
 
 namespace {
 
-// The word: the count in the low half (n > 0 read holds, -n a write hold of depth n), the writer's
-// thread id in the high half.
 using Word = std::uint64_t;
+// Linux thread ids stay below 2^22, well inside the writer's field.
+constexpr Word kWriterMask = (Word{1} << 29) - 1;
+constexpr Word kSleepers = Word{1} << 61;  // someone sleeps until an event is set
+constexpr Word kReadersIn = Word{1} << 62; // the no-reader event is reset
+constexpr Word kWriterIn = Word{1} << 63;  // the no-writer event is reset
+
 int CountOf(Word w) { return static_cast<int>(static_cast<std::uint32_t>(w)); }
-std::uint32_t WriterOf(Word w) { return static_cast<std::uint32_t>(w >> 32); }
-Word Make(int count, std::uint32_t writer)
+std::uint32_t WriterOf(Word w) { return static_cast<std::uint32_t>((w >> 32) & kWriterMask); }
+Word WithCount(Word w, int count) { return (w & ~Word{0xFFFFFFFFu}) | static_cast<std::uint32_t>(count); }
+// A write hold of depth 1 by `me`; the other bits stay.
+Word Written(Word w, std::uint32_t me)
 {
-    return (static_cast<Word>(writer) << 32) | static_cast<std::uint32_t>(count);
+    return (WithCount(w, -1) & ~(kWriterMask << 32)) | (static_cast<Word>(me & kWriterMask) << 32) | kWriterIn;
 }
+
+// What a move on the word makes of it.
+enum class Move { Take, Wait, Refuse, Fail };
+
+// The moves, for the calling thread `me`. First* decide on arrival; Waited* after a wait for the events.
+Move FirstRead(Word w, std::uint32_t me, Word& to)
+{
+    const int c = CountOf(w);
+    if (c < 0) return WriterOf(w) == me ? (to = WithCount(w, c - 1), Move::Take) : Move::Wait;
+    if (c == 0 && (w & kWriterIn)) return Move::Fail;
+    return to = WithCount(w, c + 1) | kReadersIn, Move::Take;
+}
+
+Move WaitedRead(Word w, std::uint32_t, Word& to)
+{
+    if (w & kWriterIn) return Move::Wait;
+    return to = WithCount(w, CountOf(w) + 1) | kReadersIn, Move::Take;
+}
+
+Move TryRead(Word w, std::uint32_t me, Word& to)
+{
+    const int c = CountOf(w);
+    if (c < 0) return WriterOf(w) == me ? (to = WithCount(w, c - 1), Move::Take) : Move::Refuse;
+    if (c == 0 && (w & kWriterIn)) return Move::Fail;
+    return to = WithCount(w, c + 1) | kReadersIn, Move::Take;
+}
+
+Move FirstWrite(Word w, std::uint32_t me, Word& to)
+{
+    const int c = CountOf(w);
+    if (c < 0 && WriterOf(w) == me) return to = WithCount(w, c - 1), Move::Take;
+    if (c != 0) return Move::Wait;
+    return to = Written(w, me), Move::Take;
+}
+
+Move WaitedWrite(Word w, std::uint32_t me, Word& to)
+{
+    if (w & (kReadersIn | kWriterIn)) return Move::Wait;
+    return to = Written(w, me), Move::Take;
+}
+
+Move TryWrite(Word w, std::uint32_t me, Word& to)
+{
+    const int c = CountOf(w);
+    if (c < 0) return WriterOf(w) == me ? (to = WithCount(w, c - 1), Move::Take) : Move::Refuse;
+    if (c > 0) return Move::Refuse;
+    return to = Written(w, me), Move::Take;
+}
+
+using Step = Move (*)(Word, std::uint32_t, Word&);
 
 struct Core : kernel::Custom
 {
     std::atomic<Word> word{0};
-    std::atomic<int> sleepers{0};
     std::mutex sleep;
     std::condition_variable changed;
 
-    // Tries to move the word on as `next` says; next returns false when the caller has to wait.
-    template <typename Next>
-    bool Try(Next next)
+    // Makes the move `step` decides on; Wait, Refuse or Fail come back undone.
+    Move Try(Step step, std::uint32_t me)
     {
         Word w = word.load();
-        Word to;
-        while (next(w, to))
-            if (word.compare_exchange_weak(w, to)) return true;
-        return false;
+        for (;;) {
+            Word to = 0;
+            const Move move = step(w, me, to);
+            if (move != Move::Take) return move;
+            if (word.compare_exchange_weak(w, to)) return Move::Take;
+        }
     }
-    template <typename Next>
-    void Take(Next next)
+
+    // Sleeps until the waited move can be made, then makes it.
+    void Wait(Step waited, std::uint32_t me)
     {
-        if (Try(next)) return;
         std::unique_lock<std::mutex> lock(sleep);
-        ++sleepers;
-        while (!Try(next)) changed.wait(lock);
-        --sleepers;
+        for (;;) {
+            Word w = word.load();
+            Word to = 0;
+            if (waited(w, me, to) == Move::Take) {
+                if (word.compare_exchange_weak(w, to)) return;
+                continue;
+            }
+            if (!(w & kSleepers) && !word.compare_exchange_weak(w, w | kSleepers)) continue;
+            changed.wait(lock);
+        }
     }
-    void Released()
+
+    void Wake()
     {
-        if (sleepers.load() == 0) return;
         std::lock_guard<std::mutex> lock(sleep);
         changed.notify_all();
     }
 };
 
 Core& CoreOf(const _AutoHandle& handle) { return *static_cast<Core*>(kernel::GetCustom(handle)); }
-
-// The moves of the word, for the calling thread `me`.
-auto ReadHold()
-{
-    return [](Word w, Word& to) {
-        const int c = CountOf(w);
-        if (c >= 0) return to = Make(c + 1, WriterOf(w)), true;
-        const std::uint32_t me = kernel::CurrentThreadId();       // asked only while someone writes
-        if (WriterOf(w) == me) return to = Make(c - 1, me), true; // a read inside one's own write
-        return false;
-    };
-}
-
-auto WriteHold(std::uint32_t me)
-{
-    return [me](Word w, Word& to) {
-        const int c = CountOf(w);
-        if (c == 0) return to = Make(-1, me), true;
-        if (c < 0 && WriterOf(w) == me) return to = Make(c - 1, me), true;
-        return false;
-    };
-}
 
 } // namespace
 
@@ -100,27 +143,47 @@ void RWLock::Fail(const char* method, const char* message)
     SyncException::Throw("RWLock", method, 0x2000000E, message, -1, String());
 }
 
-void RWLock::GetReadLock() { CoreOf(m_guard).Take(ReadHold()); }
+void RWLock::GetReadLock()
+{
+    Core& core = CoreOf(m_guard);
+    const std::uint32_t me = kernel::CurrentThreadId();
+    const Move move = core.Try(FirstRead, me);
+    if (move == Move::Fail) Fail("GetReadLock", "Line 88: Could not lock write event");
+    if (move == Move::Wait) core.Wait(WaitedRead, me);
+}
 
-void RWLock::GetWriteLock() { CoreOf(m_guard).Take(WriteHold(kernel::CurrentThreadId())); }
+void RWLock::GetWriteLock()
+{
+    Core& core = CoreOf(m_guard);
+    const std::uint32_t me = kernel::CurrentThreadId();
+    if (core.Try(FirstWrite, me) == Move::Wait) core.Wait(WaitedWrite, me);
+}
 
-bool RWLock::TryReadLock() { return CoreOf(m_guard).Try(ReadHold()); }
+bool RWLock::TryReadLock()
+{
+    const Move move = CoreOf(m_guard).Try(TryRead, kernel::CurrentThreadId());
+    if (move == Move::Fail) Fail("TryReadLock", "Line 126: Could not lock write event");
+    return move == Move::Take;
+}
 
-bool RWLock::TryWriteLock() { return CoreOf(m_guard).Try(WriteHold(kernel::CurrentThreadId())); }
+bool RWLock::TryWriteLock() { return CoreOf(m_guard).Try(TryWrite, kernel::CurrentThreadId()) == Move::Take; }
 
 void RWLock::Unlock()
 {
     Core& core = CoreOf(m_guard);
-    bool freed = false;
-    core.Try([&](Word w, Word& to) {
+    Word w = core.word.load();
+    Word to = 0;
+    do {
         const int c = CountOf(w);
-        // Ends a write hold (towards 0) or a read hold; on a free lock the count becomes -1 without a
-        // wake, as holds and releases must pair.
-        to = Make(c < 0 ? c + 1 : c - 1, WriterOf(w));
-        freed = c == -1 || c == 1;
-        return true;
-    });
-    if (freed) core.Released();
+        // The outermost write hold ending sets the no-writer event, the last reader leaving the
+        // no-reader event; on a free lock the count becomes -1 and nothing is set.
+        to = WithCount(w, c < 0 ? c + 1 : c - 1);
+        if (c == -1) to &= ~kWriterIn;
+        if (c == 1) to &= ~kReadersIn;
+        // Sleepers wait only for an event: wake them when one is set.
+        if ((w & kSleepers) && ((w ^ to) & (kReadersIn | kWriterIn))) to &= ~kSleepers;
+    } while (!core.word.compare_exchange_weak(w, to));
+    if ((w & kSleepers) && !(to & kSleepers)) core.Wake();
 }
 
 } // namespace dovo

@@ -105,6 +105,22 @@ TEST(RWLock, AWriterHoldsReadersOffAndNestsItsOwnHolds)
     lock.Unlock();
 }
 
+TEST(RWLock, AnUnpairedUnlockLetsTheNextWriterThrough)
+{
+    RWLock lock;
+    lock.Unlock(); // on a free lock: the count goes below 0, but no writer holds it
+    Background writer([&] {
+        lock.GetWriteLock();
+        lock.Unlock();
+    });
+    if (!writer.Done(kGenerous)) {
+        ADD_FAILURE() << "the writer is still waiting";
+        lock.Unlock(); // the count back at 0 lets it finish
+        return;
+    }
+    EXPECT_TRUE(lock.TryWriteLock());
+}
+
 TEST(RWLock, ManyThreadsKeepTheDataConsistent)
 {
     RWLock lock;
