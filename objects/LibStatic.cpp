@@ -9,15 +9,25 @@
 
 #include <memory>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace dovo {
 
 namespace {
 
 // The registry may be needed before any other library code has run (a static of the program itself):
-// a zero-initialised lock and a pointer that the first registration fills.
+// a zero-initialised lock and a pointer that the first registration fills. The lock is held only
+// while the registry itself is read or changed: never while a hook runs, since hooks make and destroy
+// statics (every Thread is one), wait for threads that do, and log (which may register a thread).
 StaticFastMutex g_registryLock;
-std::unordered_map<LibStatic*, const char*>* g_registry = nullptr;
+struct Entry
+{
+    const char* name;
+    std::uint64_t serial; // tells a static from a later one at the same address
+};
+std::unordered_map<LibStatic*, Entry>* g_registry = nullptr;
+std::uint64_t g_serial = 0;
 // First used here, on the one thread that loads the library.
 const bool g_registryLockReady = (g_registryLock.Enter(), g_registryLock.Leave(), true);
 
@@ -35,13 +45,37 @@ void LogLine(signed char level, const String& text)
 
 unsigned Address(const LibStatic* object) { return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(object)); }
 
+using Snapshot = std::vector<std::pair<LibStatic*, std::uint64_t>>;
+
+Snapshot Registered()
+{
+    RegistryLock lock;
+    Snapshot statics;
+    if (g_registry) {
+        statics.reserve(g_registry->size());
+        for (const auto& [object, entry] : *g_registry) statics.emplace_back(object, entry.serial);
+    }
+    return statics;
+}
+
+// Under the registry lock: whether a static of the snapshot is still registered (not gone since); gives
+// its name.
+bool Still(LibStatic* object, std::uint64_t serial, const char*& name)
+{
+    if (!g_registry) return false;
+    const auto found = g_registry->find(object);
+    if (found == g_registry->end() || found->second.serial != serial) return false;
+    name = found->second.name;
+    return true;
+}
+
 } // namespace
 
 LibStatic::LibStatic(const char* name) : m_name(name)
 {
     RegistryLock lock;
-    if (!g_registry) g_registry = new std::unordered_map<LibStatic*, const char*>();
-    (*g_registry)[this] = name;
+    if (!g_registry) g_registry = new std::unordered_map<LibStatic*, Entry>();
+    (*g_registry)[this] = Entry{name, ++g_serial};
 }
 
 LibStatic::~LibStatic()
@@ -55,12 +89,17 @@ LibStatic::~LibStatic()
     }
 }
 
+// Both walk a snapshot of the registry and call each static that is still registered when its turn
+// comes, without the lock. Statics registered during the walk are not visited by it.
 void LibStatic::NotifyStartup(CommandLine& commandLine)
 {
-    RegistryLock lock;
-    if (!g_registry) return;
-    for (const auto& [object, name] : *g_registry) {
-        object->m_started = true;
+    for (const auto& [object, serial] : Registered()) {
+        const char* name = nullptr;
+        {
+            RegistryLock lock;
+            if (!Still(object, serial, name)) continue;
+            object->m_started = true;
+        }
         try {
             object->OnLibStartup(commandLine);
         } catch (Exception* e) {
@@ -76,10 +115,13 @@ void LibStatic::NotifyStartup(CommandLine& commandLine)
 
 void LibStatic::NotifyCleanup()
 {
-    RegistryLock lock;
-    if (!g_registry) return;
-    for (const auto& [object, name] : *g_registry) {
-        object->m_started = false;
+    for (const auto& [object, serial] : Registered()) {
+        {
+            RegistryLock lock;
+            const char* name = nullptr;
+            if (!Still(object, serial, name)) continue;
+            object->m_started = false;
+        }
         try {
             object->OnLibCleanup();
         } catch (Exception* e) {

@@ -42,6 +42,11 @@ bool ReleaseSemaphore(Handle semaphore, int count, int* previous);
 std::uint32_t WaitOne(Handle object, std::uint32_t milliseconds);
 /// Waits until all the objects are signalled at once, and takes them together.
 std::uint32_t WaitAll(const Handle* objects, int count, std::uint32_t milliseconds);
+/// After a failed call: whether it failed because the system does not know the handle (closed, or never
+/// one of an object that can be waited on).
+bool FailedOnUnknownHandle();
+/// A handle that waits fail on as one the system does not know (for the library's tests); Close takes it.
+Handle UnknownHandle();
 /// Another handle to the same object; null on failure.
 Handle Duplicate(Handle object);
 bool Close(Handle object);

@@ -220,6 +220,11 @@ std::uint32_t WaitMany(const Handle* handles, int count, bool all, std::uint32_t
 }
 } // namespace
 
+bool FailedOnUnknownHandle() { return errno == EBADF; }
+
+// An object of the library's own: no wait takes it.
+Handle UnknownHandle() { return CreateCustom(new Custom); }
+
 Handle Duplicate(Handle object)
 {
     std::lock_guard<std::mutex> lock(g_lock);

@@ -31,6 +31,11 @@ std::uint32_t WaitAll(const Handle* objects, int count, std::uint32_t millisecon
     return ::WaitForMultipleObjects(static_cast<DWORD>(count), objects, TRUE, milliseconds);
 }
 
+bool FailedOnUnknownHandle() { return ::GetLastError() == ERROR_INVALID_HANDLE; }
+
+// Far beyond any handle table the process has: no object ever has it.
+Handle UnknownHandle() { return reinterpret_cast<Handle>(std::uintptr_t{0x3FFFFFFC}); }
+
 Handle Duplicate(Handle object)
 {
     HANDLE copy = nullptr;

@@ -9,9 +9,11 @@
 #include "objects/ExceptionHooks.h"
 #include "objects/FaultTranslator.h"
 #include "threads/NativeThread.h"
+#include "threads/ThreadAccess.h"
 
 #include <list>
 #include <memory>
+#include <thread>
 
 namespace dovo {
 
@@ -36,10 +38,11 @@ struct Record
     Thread* thread;
     String name;
     std::uint32_t id;
-    bool system; // stands for a thread the library did not start: kept for good
+    bool system; // stands for a thread the library did not start: its SystemThread is the record's
 };
 
-// The registry lives for the whole process (threads may ask for names during exit).
+// The registry lives for the whole process (threads may ask for names during exit). Its lock is never
+// held while a Thread is made or destroyed (they register as library statics) nor while calling out.
 Mutex& RegistryLock()
 {
     static auto* lock = new Mutex;
@@ -59,28 +62,123 @@ public:
     ~Hold() { RegistryLock().Leave(); }
 };
 
-// Finds a thread's record; the calling thread gets one made when it has none.
-const Record& Lookup(std::uint32_t id)
+// The calling thread's own record. Only a thread itself adds or removes its record, so this pointer is
+// current whenever it is set, and the thread's own lookups (every log line) need no lock.
+thread_local const Record* t_own = nullptr;
+// Set while this thread makes its record, and once a foreign thread's record has gone at its end.
+thread_local bool t_registering = false;
+thread_local bool t_ended = false;
+
+const Record& Unnamed()
 {
-    static const Record empty{nullptr, String(), 0, false};
-    Hold hold;
-    for (const Record& r : Records())
-        if (r.id == id) return r;
-    if (id != Thread::CurrentThreadID()) return empty;
-    const String name = g_mainThreadNamed ? "System Thread" : "Main Thread";
-    g_mainThreadNamed = true;
-    // Never deleted: it stands for the thread as long as the process runs.
-    Thread* system = new SystemThread(name);
-    Records().push_front(Record{system, name, id, true});
-    return Records().front();
+    static const Record record{nullptr, String(), 0, false};
+    return record;
 }
 
-String NameOf(std::uint64_t id) { return Lookup(static_cast<std::uint32_t>(id)).name; }
+// What a foreign thread is called while it makes its record or after it has gone: no record is made.
+const Record& Passing()
+{
+    static const Record record{nullptr, String("System Thread"), 0, true};
+    return record;
+}
+
+// Removes a foreign thread's record when the thread ends, with the SystemThread that stood for it. It
+// reads no thread-local data of its own: on some runtimes their storage may be gone by then.
+void EndForeign()
+{
+    const std::uint32_t id = Thread::CurrentThreadID();
+    Thread* system = nullptr;
+    {
+        Hold hold;
+        std::list<Record>& records = Records();
+        for (auto r = records.begin(); r != records.end(); ++r)
+            if (r->id == id && r->system) {
+                system = r->thread;
+                records.erase(r);
+                break;
+            }
+    }
+    t_own = nullptr;
+    t_ended = true;
+    delete system;
+}
+
+struct ForeignEnd
+{
+    ~ForeignEnd() { EndForeign(); }
+};
+
+const Record& RegisterForeign(std::uint32_t id)
+{
+    struct Registering
+    {
+        Registering() { t_registering = true; }
+        ~Registering() { t_registering = false; }
+    } registering;
+    String name;
+    {
+        Hold hold;
+        name = g_mainThreadNamed ? "System Thread" : "Main Thread";
+        g_mainThreadNamed = true;
+    }
+    Thread* system = new SystemThread(name);
+    {
+        Hold hold;
+        Records().push_front(Record{system, name, id, true});
+        t_own = &Records().front();
+    }
+    // The first such thread is taken for the process's main thread and keeps its record for good: it
+    // still logs while the process ends. Every other one's record goes with the thread.
+    if (name == "System Thread") {
+        thread_local ForeignEnd end;
+        (void)end;
+    }
+    return *t_own;
+}
+
+const Record& Own()
+{
+    if (t_own) return *t_own;
+    const std::uint32_t id = Thread::CurrentThreadID();
+    {
+        Hold hold;
+        for (const Record& r : Records())
+            if (r.id == id) return *(t_own = &r);
+    }
+    if (t_registering || t_ended) return Passing();
+    return RegisterForeign(id);
+}
+
+String NameOf(std::uint64_t id)
+{
+    if (id == Thread::CurrentThreadID()) return Own().name;
+    Hold hold;
+    for (const Record& r : Records())
+        if (r.id == id) return r.name;
+    return Unnamed().name;
+}
 
 // Exceptions and log items name their thread from here on.
 const bool g_namesHooked = (hooks::SetThreadNamer(NameOf), true);
 
+// Waits without limit for the thread behind the handle to end.
+void WaitForEnd(kernel::Handle handle)
+{
+    if (kernel::WaitOne(handle, kernel::kInfinite) != kernel::kWaitFailed) return;
+    // A handle the system no longer knows was released by the thread's object: the thread has ended.
+    if (kernel::FailedOnUnknownHandle()) return;
+    Exception::Throw("Thread", "WaitFor", kWaitFailed, "WaitForSingleObject failed", -1, String(), 1);
+}
+
 } // namespace
+
+std::size_t ThreadAccess::RegisteredThreads()
+{
+    Hold hold;
+    return Records().size();
+}
+
+void ThreadAccess::GiveUnknownHandle(Thread& thread) { thread.m_handle = kernel::UnknownHandle(); }
 
 Thread::Thread(const String& name) : LibStatic("Thread"), m_name(name) {}
 
@@ -92,15 +190,26 @@ Thread& Thread::operator=(const Thread& other)
     return *this;
 }
 
-Thread::~Thread() = default;
+Thread::~Thread()
+{
+    // A thread whose Cleanup deletes it may get here while library clean-up still emits its signals.
+    while (__atomic_load_n(&m_cleanupTouching, __ATOMIC_ACQUIRE) != 0) std::this_thread::yield();
+}
 
 std::uint32_t Thread::CurrentThreadID() { return kernel::CurrentThreadId(); }
 
-Thread* Thread::CurrentThread() { return Lookup(CurrentThreadID()).thread; }
+Thread* Thread::CurrentThread() { return Own().thread; }
 
-Thread* Thread::GetThread(unsigned long id) { return Lookup(static_cast<std::uint32_t>(id)).thread; }
+Thread* Thread::GetThread(unsigned long id)
+{
+    if (id == CurrentThreadID()) return Own().thread;
+    Hold hold;
+    for (const Record& r : Records())
+        if (r.id == id) return r.thread;
+    return nullptr;
+}
 
-const String& Thread::CurrentThreadName() { return Lookup(CurrentThreadID()).name; }
+const String& Thread::CurrentThreadName() { return Own().name; }
 
 bool Thread::IsRunning() const { return __atomic_load_n(&m_runState, __ATOMIC_SEQ_CST) > 0; }
 
@@ -133,21 +242,42 @@ bool Thread::WaitForStartup(float seconds)
     return m_startup.Wait(seconds);
 }
 
-void Thread::WaitFor()
+void Thread::RefuseSelfWait() const
 {
     if (IsCurrentThread()) Exception::Throw("Thread", "WaitFor", kWaitForSelf, "Cannot wait for self", 0, String(), 1);
+}
+
+void Thread::WaitFor()
+{
+    RefuseSelfWait();
     if (!m_handle.IsValid()) return;
     WaitingFor(this);
-    if (kernel::WaitOne(m_handle, kernel::kInfinite) == kernel::kWaitFailed)
-        Exception::Throw("Thread", "WaitFor", kWaitFailed, "WaitForSingleObject failed", -1, String(), 1);
+    WaitForEnd(m_handle);
 }
 
 void Thread::OnLibCleanup()
 {
-    if (!IsRunning()) return;
-    GlobalLog(Status, m_name + " begin terminated by process cleanup");
-    Signal(0);
-    WaitFor();
+    // Once asked to stop, the thread may delete this object from its Cleanup: the destructor waits
+    // while this call still uses it, and the wait is made on a handle of this call's own.
+    struct Touching
+    {
+        volatile int& count;
+        explicit Touching(volatile int& c) : count(c) { __atomic_add_fetch(&count, 1, __ATOMIC_ACQ_REL); }
+        ~Touching() { __atomic_sub_fetch(&count, 1, __ATOMIC_RELEASE); }
+    };
+    _AutoHandle ended;
+    {
+        Touching touching(m_cleanupTouching);
+        if (!IsRunning()) return;
+        GlobalLog(Status, m_name + " begin terminated by process cleanup");
+        Signal(0);
+        RefuseSelfWait();
+        if (!m_handle.IsValid()) return;
+        WaitingFor(this);
+        // A handle that cannot be duplicated is one the system no longer knows: the thread has ended.
+        ended = kernel::Duplicate(m_handle);
+    }
+    if (ended.IsValid()) WaitForEnd(ended);
 }
 
 bool Thread::OnException(Exception* e)
@@ -167,6 +297,7 @@ void Thread::Body()
     {
         Hold hold;
         Records().push_front(Record{this, m_name, id, false});
+        t_own = &Records().front();
     }
     Starting(this);
     bool started = false;
@@ -211,7 +342,8 @@ void Thread::Body()
 
     {
         Hold hold;
-        Records().remove_if([id](const Record& r) { return r.id == id && !r.system; });
+        Records().remove_if([](const Record& r) { return &r == t_own; });
+        t_own = nullptr;
     }
     native::LeaveThread();
 }

@@ -26,7 +26,8 @@ public:
     /// Copies the name only; not meant for running threads.
     Thread(const Thread& other);
     Thread& operator=(const Thread& other);
-    /// Neither stops nor waits for the thread: owners call Signal(0) and WaitFor() first.
+    /// Neither stops nor waits for the thread: owners call Signal(0) and WaitFor() first. (It waits
+    /// only while the library's clean-up is still touching the object, which is never for long.)
     ~Thread() override;
 
     void OnLibCleanup() override;
@@ -40,7 +41,8 @@ public:
     void Start();
     /// Waits until Startup has returned; at most 15 seconds (0 or less, or more, mean 15).
     bool WaitForStartup(float seconds);
-    /// Waits for the thread to end; "Cannot wait for self" on the thread itself.
+    /// Waits for the thread to end; "Cannot wait for self" on the thread itself. A handle the system
+    /// no longer knows (its object released it) counts as ended.
     void WaitFor();
     /// Stores a new run state and returns the old one; Signal(0) asks the thread to stop.
     int Signal(int state);
@@ -65,14 +67,18 @@ protected:
     bool reportExceptions = true;
 
 private:
+    friend struct ThreadAccess; // the library's own tests
+
     static void Run(void* self);
     void Body();
     void HandleException(Exception* e);
+    void RefuseSelfWait() const;
     static void Report(const String& name, Exception* e, const char* context);
 
     _AutoHandle m_handle;
     std::uint32_t m_id = 0;
     volatile int m_runState = 0;
+    volatile int m_cleanupTouching = 0; // library clean-up calls still using this object
     String m_name;
     Trigger m_startup;
 };

@@ -1,13 +1,18 @@
+#include <dovo/CommandLine.h>
 #include <dovo/Exception.h>
 #include <dovo/Executable.h>
 #include <dovo/Log.h>
 #include <dovo/Thread.h>
+
+#include "threads/ThreadAccess.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -17,6 +22,7 @@ namespace dovo {
 // The program's end calls this; the test stands in for it.
 struct LibStaticAccess
 {
+    static void Startup(CommandLine& c) { LibStatic::NotifyStartup(c); }
     static void Cleanup() { LibStatic::NotifyCleanup(); }
 };
 } // namespace dovo
@@ -199,4 +205,112 @@ TEST(Thread, StopsWhenAskedAndStartsOnlyOnce)
     LibStaticAccess::Cleanup();
     EXPECT_FALSE(looper.IsRunning());
     EXPECT_NE(GlobalDump().find("Looper begin terminated by process cleanup"), std::string::npos);
+}
+
+namespace {
+
+// Runs f on a thread of its own and waits a generous while: a hang ends the test program with a
+// failure rather than hanging it.
+void MustFinish(const char* what, std::function<void()> f)
+{
+    auto done = std::make_shared<Trigger>();
+    std::thread([f, done] { f(), done->Signal(); }).detach();
+    if (done->Wait(10.0f)) return;
+    std::fprintf(stderr, "FAILED: %s hung\n", what);
+    std::fflush(stderr);
+    std::_Exit(EXIT_FAILURE);
+}
+
+class Idle : public Thread
+{
+public:
+    Idle() : Thread("Idle") {}
+    bool Execute() override { return !m_stop.Wait(0.001f); }
+
+private:
+    Trigger m_stop;
+};
+
+} // namespace
+
+TEST(Thread, AHandleTheSystemNoLongerKnowsCountsAsEnded)
+{
+    Worker w(Plan{});
+    RunToTheEnd(w);
+    ThreadAccess::GiveUnknownHandle(w);
+    try {
+        w.WaitFor();
+    } catch (Exception* e) {
+        std::unique_ptr<Exception> owned(e);
+        ADD_FAILURE() << e->Message().str();
+    }
+}
+
+TEST(Thread, ForeignThreadsLeaveNoRecordBehind)
+{
+    Log::LogStartup(Info, Excessive);
+    Thread::CurrentThreadName();
+    const std::size_t before = ThreadAccess::RegisteredThreads();
+    for (int i = 0; i < 200; ++i) {
+        std::string name;
+        std::thread([&] {
+            LogInfo("a line from a short-lived thread");
+            name = Thread::CurrentThreadName().str();
+        }).join();
+        ASSERT_EQ(name, "System Thread");
+    }
+    EXPECT_EQ(ThreadAccess::RegisteredThreads(), before);
+}
+
+TEST(LibStatic, CleanUpOfAThreadThatDeletesItself)
+{
+    struct SelfDeleting : Idle
+    {
+        void Cleanup() override { delete this; }
+    };
+    auto* thread = new SelfDeleting;
+    thread->Start();
+    ASSERT_TRUE(thread->WaitForStartup(0));
+    const std::uint32_t id = thread->ThreadID();
+    MustFinish("clean-up of a thread that deletes itself", [] { LibStaticAccess::Cleanup(); });
+    EXPECT_EQ(Thread::GetThread(id), nullptr);
+}
+
+TEST(LibStatic, StartUpHooksThatMakeThreads)
+{
+    struct Maker : LibStatic
+    {
+        Maker() : LibStatic("Maker") {}
+        void OnLibStartup(CommandLine&) override
+        {
+            ++startups;
+            for (int i = 0; i < 50; ++i) made.push_back(std::make_unique<Idle>());
+        }
+        int startups = 0;
+        std::vector<std::unique_ptr<Idle>> made;
+    };
+    std::vector<std::unique_ptr<Maker>> makers;
+    for (int i = 0; i < 8; ++i) makers.push_back(std::make_unique<Maker>());
+    CommandLine commandLine;
+    MustFinish("start-up with hooks that make threads", [&] { LibStaticAccess::Startup(commandLine); });
+    for (const auto& m : makers) EXPECT_EQ(m->startups, 1);
+}
+
+TEST(LibStatic, AThreadNamedForTheFirstTimeDuringCleanUp)
+{
+    struct Spawner : LibStatic
+    {
+        Spawner() : LibStatic("Spawner") {}
+        void OnLibCleanup() override
+        {
+            std::thread([this] {
+                LogInfo("a first line during clean-up");
+                name = Thread::CurrentThreadName().str();
+            }).join();
+        }
+        std::string name;
+    } spawner;
+    Log::LogStartup(Info, Excessive);
+    MustFinish("clean-up whose hook starts a thread that logs", [] { LibStaticAccess::Cleanup(); });
+    EXPECT_EQ(spawner.name, "System Thread");
 }
