@@ -180,13 +180,18 @@ std::int64_t Time::TZOffset() { return timesystem::LocalOffset(); }
 
 std::int64_t Time::ToTimeT() const { return Add(m_value, -kEpochMs) / 1000; }
 
-Time Time::FromTimeT(std::int64_t t) { return Time(Multiply(Add(EpochSeconds, t), 1000)); }
+Time& Time::FromTimeT(std::int64_t t)
+{
+    m_value = Multiply(Add(EpochSeconds, t), 1000);
+    m_offset = 0;
+    return *this;
+}
 
 Time& Time::ConvertToUTC()
 {
     const std::int64_t zone = TZOffset();
     m_value = Add(m_value, -zone);
-    m_offset = Add(m_offset, zone);
+    m_offset = Add(m_offset, -zone);
     return *this;
 }
 
@@ -194,11 +199,17 @@ Time& Time::ConvertToLocal()
 {
     const std::int64_t zone = TZOffset();
     m_value = Add(m_value, zone);
-    m_offset = Add(m_offset, -zone);
+    m_offset = Add(m_offset, zone);
     return *this;
 }
 
-Time Time::GetOriginalTime() const { return Time(Add(m_value, m_offset)); }
+Time Time::GetOriginalTime() const { return Time(Add(m_value, -m_offset)); }
+
+void Time::SetOffset(std::int64_t offset)
+{
+    m_value = Add(Add(m_value, -m_offset), offset);
+    m_offset = offset;
+}
 
 int Time::Compare(const Time& other) const { return Sign(m_value, other.m_value); }
 

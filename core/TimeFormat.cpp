@@ -217,6 +217,12 @@ const char* const kShortUnits[5] = {"ms", "s", "m", "h", "d"};
 constexpr std::uint64_t kUnitMs[5] = {1, 1000, 60000, 3600000, 86400000};
 constexpr std::uint64_t kUnitsInNext[5] = {1000, 60, 60, 24, 0};
 
+// A unit outside the enumeration counts as the nearer end of it.
+int Unit(Time::DisplayUnits unit)
+{
+    return unit < Time::Milliseconds ? Time::Milliseconds : unit > Time::ShortDays ? Time::ShortDays : unit;
+}
+
 std::uint64_t Magnitude(std::int64_t v)
 {
     return v < 0 ? 0 - static_cast<std::uint64_t>(v) : static_cast<std::uint64_t>(v);
@@ -228,8 +234,9 @@ String Time::Format(const String& format, bool local, bool showNever) const
 {
     if (m_value == 0 && showNever) return "Never";
     if (m_value == FarInTheFuture) return "Far in the future";
+    // Without local conversion this is the value itself.
     const std::int64_t zone = local ? TZOffset() : m_offset;
-    const std::int64_t shown = Add(m_value, zone);
+    const std::int64_t shown = Add(Add(m_value, -m_offset), zone);
     const calendar::Fields fields = calendar::Split(shown);
     Output out;
     Convert(out, format.c_str(), Context{fields, shown, zone});
@@ -243,12 +250,13 @@ String Time::FormatDuration(DisplayUnits first, DisplayUnits last, DisplayUnits 
     if (limit.m_value < 0 || magnitude > static_cast<std::uint64_t>(limit.m_value)) return "a lot";
 
     // Units count within their group (long or short); the group is that of `first`.
-    const bool shortForm = first >= ShortMilliseconds;
-    const int low = first % 5;
-    const int high = last % 5 > low ? last % 5 : low;
+    const int from = Unit(first);
+    const bool shortForm = from >= ShortMilliseconds;
+    const int low = from % 5;
+    const int high = Unit(last) % 5 > low ? Unit(last) % 5 : low;
     int lead = low;
     while (lead < high && magnitude >= kUnitMs[lead + 1]) ++lead;
-    const int lowest = precision % 5 <= lead ? precision % 5 : lead;
+    const int lowest = Unit(precision) % 5 <= lead ? Unit(precision) % 5 : lead;
 
     String out;
     for (int unit = lead; unit >= lowest; --unit) {

@@ -13,14 +13,25 @@ namespace dovo {
 /// Gregorian), plus an offset in milliseconds.
 ///
 /// Value 0 is "no time" ("Never"); the largest value is "Far in the future". Times from the clock are
-/// UTC; local time is UTC plus TZOffset(). The offset says how far the value has been moved from the
-/// time it was made from: the conversions move the value and keep the way back in the offset, so that
-/// GetOriginalTime() and Format() without local conversion show that time.
+/// UTC; local time is UTC plus TZOffset().
+///
+/// One time per object: the value is the time the object shows. The calendar parts, ToTM(),
+/// ToTimeT(), the comparisons and Format() without local conversion all read the value. The offset
+/// says how far the value has been moved from the time it was made from (its original), so
+/// GetOriginalTime() is the value less the offset:
+/// - ConvertToLocal() and ConvertToUTC() move the value by TZOffset() one way or the other and add
+///   the same move to the offset;
+/// - SetOffset(o) moves the value to the original plus o (so Format() without local conversion shows
+///   the original moved by o, and "%z" shows o);
+/// - Format() with local conversion shows the original moved by TZOffset(), so a time already moved
+///   to local time is not moved twice.
+/// Times from the clock, from calendar fields, from FromTimeT() and from arithmetic are their own
+/// originals (offset 0).
 class DOVO_API Time
 {
 public:
     /// Units of FormatDuration: the long forms, then the same units in short form.
-    enum DisplayUnits {
+    enum DisplayUnits : int {
         Milliseconds,
         Seconds,
         Minutes,
@@ -95,13 +106,16 @@ public:
     float ToFloat32() const { return static_cast<float>(m_value) / 1000.0f; }
 
     std::int64_t ToTimeT() const;
-    static Time FromTimeT(std::int64_t t);
+    /// Sets this time from a time_t and clears the offset.
+    Time& FromTimeT(std::int64_t t);
     /// Moves a local time to UTC, or a UTC time to local time; GetOriginalTime() undoes either.
     Time& ConvertToUTC();
     Time& ConvertToLocal();
+    /// The value less the offset: the time before any conversion or SetOffset.
     Time GetOriginalTime() const;
     std::int64_t GetOffset() const { return m_offset; }
-    void SetOffset(std::int64_t offset) { m_offset = offset; }
+    /// Shows the original time moved by offset (the value becomes original + offset).
+    void SetOffset(std::int64_t offset);
 
     /// -1, 0 or 1 by value.
     int Compare(const Time& other) const;
@@ -109,12 +123,13 @@ public:
     int Compare(float seconds) const;
     int Compare(const struct tm& other) const;
 
-    /// strftime-style text with "%F" for zero-padded and "%#F" for unpadded milliseconds. With local
-    /// the time is moved by TZOffset(), otherwise by the stored offset. Gives "" when the text would
-    /// not fit in 127 bytes.
+    /// strftime-style text with "%F" for zero-padded and "%#F" for unpadded milliseconds. Without local
+    /// it shows the value (the original moved by the stored offset); with local, the original moved by
+    /// TZOffset(). Gives "" when the text would not fit in 127 bytes.
     String Format(const String& format, bool local = false, bool showNever = false) const;
     /// The duration in units from the largest that it reaches (between first and last) down to
-    /// precision, such as "1 hour 2 minutes" or "1h 02m"; "a lot" when it exceeds limit.
+    /// precision, such as "1 hour 2 minutes" or "1h 02m"; "a lot" when it exceeds limit. A unit
+    /// outside Milliseconds..ShortDays counts as the nearer end (Milliseconds or ShortDays).
     String FormatDuration(DisplayUnits first = Seconds, DisplayUnits last = Days, DisplayUnits precision = Seconds,
                           bool spaced = true, int width = 0, char fill = ' ', Time limit = Time(FarInTheFuture)) const;
     /// Every non-zero component from days down to milliseconds in words, joined by separator:
