@@ -177,7 +177,9 @@ int String::Wrap(std::size_t width, const String& lineSeparator, const String& b
     static const std::string defaultBreaks = " \t\n.,;:-?!/\\";
     if (Empty()) return 0;
     if (width == 0) return 1; // no limit: one line
-    const std::string& breaks = breakChars.Empty() ? defaultBreaks : breakChars.m_text;
+    bool isBreak[256] = {};
+    for (const char c : breakChars.Empty() ? defaultBreaks : breakChars.m_text)
+        isBreak[static_cast<unsigned char>(c)] = true;
     std::string result;
     int lines = 0;
     for (std::size_t p = 0, n = m_text.size(); p < n;) {
@@ -187,9 +189,15 @@ int String::Wrap(std::size_t width, const String& lineSeparator, const String& b
             result.append(m_text, p, n - p);
             break;
         }
-        // Break after the last break byte in reach (it ends its line), else cut the word hard.
-        const std::size_t q = m_text.find_last_of(breaks, p + width - 1);
-        const std::size_t next = (q != std::string::npos && q >= p) ? q + 1 : p + width;
+        // Break after the last break byte in reach (it ends its line), else cut the word hard. Only
+        // this line's reach is searched, so that a text without break bytes wraps in linear time.
+        std::size_t next = p + width;
+        for (std::size_t end = p + width; end > p; --end) {
+            if (isBreak[static_cast<unsigned char>(m_text[end - 1])]) {
+                next = end;
+                break;
+            }
+        }
         result.append(m_text, p, next - p);
         p = next;
     }

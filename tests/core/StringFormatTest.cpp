@@ -79,69 +79,51 @@ TEST(StringFormat, AgreesWithTheRuntime)
 
 TEST(StringFormat, SameTextOnEveryPlatform)
 {
-    EXPECT_EQ(SFormat("[%5d|%-5d|%05d|%+d|% d|%+.3d|%x|%#X|%#o|%o]", 42, 42, -42, 7, 7, 5, 255, 255, 8, 0),
-              "[   42|42   |-0042|+7| 7|+005|ff|0XFF|010|0]");
-    EXPECT_EQ(SFormat("[% u|%+u|%#x|%#.3x|%8.3x|%-#8x]", 5u, 5u, 0u, 1u, 1u, 1u), "[5|5|0|0x001|     001|0x1     ]");
-    EXPECT_EQ(SFormat("[%e|%E|%.0e|%#.0e|%.2e]", 12345.678, 0.000123, 5.5, 5.0, -1e-300),
-              "[1.234568e+04|1.230000E-04|6e+00|5.e+00|-1.00e-300]");
-    EXPECT_EQ(
-        SFormat("[%f|%.0f|%#.0f|%.1f|%10.2f|%-10.2f|%010.2f|%+.1f]", 1.5, 2.5, 3.0, 0.05, -3.14159, 2.0, -2.0, 0.0),
-        "[1.500000|2|3.|0.1|     -3.14|2.00      |-000002.00|+0.0]");
-    EXPECT_EQ(SFormat("[%g|%g|%g|%g|%G|%.3g|%.0g|%g|%25.17g]", 100000.0, 1000000.0, 0.0001, 0.00001, 1e-10, 3.14159,
-                      0.5, -0.0, 1e15),
-              "[100000|1e+06|0.0001|1e-05|1E-10|3.14|0.5|-0|         1000000000000000]");
-    EXPECT_EQ(SFormat("[%f|%5.1f|%-6e|%G]", INFINITY, -INFINITY, INFINITY, INFINITY), "[inf| -inf|inf   |INF]");
-    EXPECT_EQ(SFormat("[%s|%5s|%-5s|%.2s|%5.1s]", "abc", "abc", "abc", "abc", "abc"), "[abc|  abc|abc  |ab|    a]");
-}
-
-TEST(StringFormat, TextsCharactersAndPointers)
-{
-    const char* none = nullptr;
-    // "(null)" unless the precision is too short to hold it.
-    EXPECT_EQ(SFormat("[%c|%-3c|%3c|%s|%.5s|%.6s]", 'a', 'b', 'c', none, none, none), "[a|b  |  c|(null)||(null)]");
-    // Precision bounds what is read: the text need not be terminated.
-    const char unterminated[3] = {'a', 'b', 'c'};
-    EXPECT_EQ(SFormat("[%.3s|%.*s]", unterminated, 2, unterminated), "[abc|ab]");
-    EXPECT_EQ(SFormat("[%p|%p|%8p]", reinterpret_cast<void*>(0x1f), static_cast<void*>(nullptr),
-                      reinterpret_cast<void*>(0xab)),
-              "[0x1f|(nil)|    0xab]");
-    EXPECT_EQ(SFormat("%ls|%lc", L"wide", static_cast<wint_t>(L'w')), "wide|w");
-}
-
-TEST(StringFormat, LengthModifiersWidthsAndOddFormats)
-{
-    EXPECT_EQ(SFormat("%hhd %hhu %hd %hu %ld %lu", 300, 300, 70000, 70000, -3L, 3UL), "44 44 4464 4464 -3 3");
-    EXPECT_EQ(SFormat("%zu %zd %td %jd", static_cast<std::size_t>(5), static_cast<std::ptrdiff_t>(-5),
-                      static_cast<std::ptrdiff_t>(6), static_cast<intmax_t>(-7)),
-              "5 -5 6 -7");
-    EXPECT_EQ(SFormat("%" PRIu64 " %" PRId64, UINT64_MAX, INT64_MIN), "18446744073709551615 -9223372036854775808");
-    // A negative width means left-aligned, a negative precision none.
-    EXPECT_EQ(SFormat("[%*d|%-*d|%.*d|%*.*f|%*d|%.*d]", 5, 1, 3, 2, 3, 4, 6, 2, 1.5, -4, 7, -1, 7),
-              "[    1|2  |004|  1.50|7   |7]");
-    EXPECT_EQ(SFormat("%.0d|%.0x|%#.0o", 0, 0, 0), "||0");
-    EXPECT_EQ(SFormat("100%%|%y|%5k|end%"), "100%|%y|%5k|end%"); // unknown conversions stand as written
-    EXPECT_EQ(SFormat(""), "");
-    int count = 0;
+    const char unterminated[3] = {'a', 'b', 'c'}; // a precision bounds what is read
+    const std::pair<String, const char*> rows[] = {
+        // Integers and doubles as the reference prints them; exponents with two digits everywhere.
+        {SFormat("[%5d|%-5d|%05d|%+d|% d|%+.3d|%x|%#X|%#o|%o]", 42, 42, -42, 7, 7, 5, 255, 255, 8, 0),
+         "[   42|42   |-0042|+7| 7|+005|ff|0XFF|010|0]"},
+        {SFormat("[% u|%+u|%#x|%#.3x|%8.3x|%-#8x|%.0d|%.0x|%#.0o]", 5u, 5u, 0u, 1u, 1u, 1u, 0, 0, 0),
+         "[5|5|0|0x001|     001|0x1     |||0]"},
+        {SFormat("[%e|%#.0e|%.2e|%#.0f|%010.2f|%g|%.0g|%g|%25.17g]", 12345.678, 5.0, -1e-300, 3.0, -2.0, 1000000.0, 0.5,
+                 -0.0, 1e15),
+         "[1.234568e+04|5.e+00|-1.00e-300|3.|-000002.00|1e+06|0.5|-0|         1000000000000000]"},
+        {SFormat("[%f|%5.1f|%-6e|%G]", INFINITY, -INFINITY, INFINITY, INFINITY), "[inf| -inf|inf   |INF]"},
+        // Texts: "(null)" unless the precision is too short to hold it.
+        {SFormat("[%c|%-3c|%3c|%s|%.5s|%.6s|%5.1s]", 'a', 'b', 'c', static_cast<const char*>(nullptr),
+                 static_cast<const char*>(nullptr), static_cast<const char*>(nullptr), "abc"),
+         "[a|b  |  c|(null)||(null)|    a]"},
+        {SFormat("[%.3s|%.*s]", unterminated, 2, unterminated), "[abc|ab]"},
+        {SFormat("[%p|%p|%8p]", reinterpret_cast<void*>(0x1f), static_cast<void*>(nullptr),
+                 reinterpret_cast<void*>(0xab)),
+         "[0x1f|(nil)|    0xab]"},
+        {SFormat("%ls|%lc", L"wide", static_cast<wint_t>(L'w')), "wide|w"},
+        // Length modifiers, the Windows forms among them, on every platform.
+        {SFormat("%hhd %hhu %hd %hu %ld %lu", 300, 300, 70000, 70000, -3L, 3UL), "44 44 4464 4464 -3 3"},
+        {SFormat("%zu %zd %td %jd", static_cast<std::size_t>(5), static_cast<std::ptrdiff_t>(-5),
+                 static_cast<std::ptrdiff_t>(6), static_cast<intmax_t>(-7)),
+         "5 -5 6 -7"},
+        {SFormat("%" PRIu64 " %" PRId64 " %I64u %I64d %I32d", UINT64_MAX, INT64_MIN,
+                 static_cast<unsigned long long>(1) << 40, -(1LL << 40), 12),
+         "18446744073709551615 -9223372036854775808 1099511627776 -1099511627776 12"},
+        // A negative width means left-aligned, a negative precision none; unknown conversions stand as written.
+        {SFormat("[%*d|%-*d|%.*d|%*.*f|%*d|%.*d]", 5, 1, 3, 2, 3, 4, 6, 2, 1.5, -4, 7, -1, 7),
+         "[    1|2  |004|  1.50|7   |7]"},
+        {SFormat("100%%|%y|%5k|end%"), "100%|%y|%5k|end%"},
+        {SFormat(""), ""},
+        // Positional arguments; a position the format never names leaves the later ones unread, printed as nothing.
+        {SFormat("%2$s %1$s|%1$s", "world", "hello"), "hello world|world"},
+        {SFormat("%3$*1$.*2$f|%4$lld|%1$d", 8, 2, 3.14159, -(1LL << 40)), "    3.14|-1099511627776|8"},
+        {SFormat("[%1$d|%3$d|%99$d]", 1, 2, 3), "[1|0|0]"},
+    };
+    for (const auto& [formatted, expected] : rows) EXPECT_EQ(formatted, expected);
+    // Counts of what was written so far; long doubles and %a are given to the runtime.
+    int count = 0, positional = 0;
     long long wide = 0;
-    EXPECT_EQ(SFormat("abc%n%s%lln!", &count, "de", &wide), "abcde!");
-    EXPECT_EQ(std::make_pair(count, wide), std::make_pair(3, 5LL));
-    // The Windows length forms work on every platform; long doubles and %a are given to the runtime.
-    EXPECT_EQ(SFormat("%I64u %I64d %I32d", static_cast<unsigned long long>(1) << 40, -(1LL << 40), 12),
-              "1099511627776 -1099511627776 12");
+    EXPECT_EQ(SFormat("abc%n%s%lln!", &count, "de", &wide) + SFormat("%2$s%1$n", &positional, "xyz"), "abcde!xyz");
+    EXPECT_EQ(std::tuple(count, wide, positional), std::tuple(3, 5LL, 3));
     EXPECT_EQ(SFormat("%.2Lf|%a", 2.5L, 1.0), "2.50|" + Reference("%a", 1.0));
-}
-
-TEST(StringFormat, PositionalArguments)
-{
-    EXPECT_EQ(SFormat("%2$s %1$s", "world", "hello"), "hello world");
-    EXPECT_EQ(SFormat("%3$*1$.*2$f|%4$lld|%1$d", 8, 2, 3.14159, -(1LL << 40)), "    3.14|-1099511627776|8");
-    EXPECT_EQ(SFormat("%1$s%1$s", "ab"), "abab");
-    // A position the format never names leaves the later ones unread: they print as nothing.
-    EXPECT_EQ(SFormat("[%1$d|%3$d]", 1, 2, 3), "[1|0]");
-    EXPECT_EQ(SFormat("[%99$d]", 1), "[0]");
-    int count = 0;
-    EXPECT_EQ(SFormat("%2$s%1$n", &count, "xyz"), "xyz");
-    EXPECT_EQ(count, 3);
 }
 
 TEST(StringFormat, LongOutputsAndBoundedBuffers)
@@ -149,8 +131,7 @@ TEST(StringFormat, LongOutputsAndBoundedBuffers)
     // Around the first working buffer of 192 bytes and the formatter's own of 512.
     for (std::size_t n : {0u, 190u, 191u, 510u, 511u, 100000u})
         ASSERT_EQ(SFormat("<%s>", std::string(n, 'q').c_str()).str(), "<" + std::string(n, 'q') + ">") << n;
-    EXPECT_EQ(SFormat("%300d", 1).Length(), 300);
-    EXPECT_EQ(SFormat("%.400f", 1.0).Length(), 402);
+    EXPECT_EQ(SFormat("%300d|%.400f", 1, 1.0).Length(), 300 + 1 + 402);
 
     // The bounded formatter returns the length the whole output needs.
     char buffer[8];
@@ -160,22 +141,26 @@ TEST(StringFormat, LongOutputsAndBoundedBuffers)
     EXPECT_EQ(CallRvsnprintf(buffer, sizeof buffer, "%d", 42), 2);
     EXPECT_STREQ(buffer, "42");
     EXPECT_EQ(CallRvsnprintf(nullptr, 0, "%s", "count only"), 10);
-    buffer[0] = 'x';
     EXPECT_EQ(CallRvsnprintf(buffer, 1, "abc"), 3);
     EXPECT_EQ(buffer[0], '\0');
+    buffer[0] = 'x';
     EXPECT_EQ(CallRvsnprintf(buffer, 0, "abc"), 3);
-    EXPECT_EQ(buffer[0], '\0'); // untouched
+    EXPECT_EQ(buffer[0], 'x'); // untouched
 }
 
-TEST(StringFormat, AppendingNumbers)
+TEST(StringFormat, AppendingNumbersWrappingAndPrintableForms)
 {
     // {value, width, prefix, upper case, result}: the prefix does not count towards the width.
     const std::tuple<std::uint64_t, int, bool, bool, const char*> hex[] = {
-        {0x20000003, 8, true, true, "0x20000003"}, {5, 4, false, false, "0005"},    {0, 1, false, true, "0"},
-        {31, 8, true, true, "0x0000001F"},         {0xabc, 0, false, false, "abc"}, {0, 0, true, false, "0x0"}};
+        {0x20000003, 8, true, true, "0x20000003"},
+        {5, 4, false, false, "0005"},
+        {0, 1, false, true, "0"},
+        {31, 8, true, true, "0x0000001F"},
+        {0xabc, 0, false, false, "abc"},
+        {0, 0, true, false, "0x0"},
+        {UINT64_MAX, 20, true, false, "0x0000ffffffffffffffff"}};
     for (const auto& [value, width, prefix, upper, result] : hex)
         EXPECT_EQ(String("=").AppendHex(value, width, prefix, upper), String("=") + result) << result;
-    EXPECT_EQ(String().AppendHex(UINT64_MAX, 20, true, false), "0x0000ffffffffffffffff");
     // {value, width, fill, result}: the fill goes before the sign, as a standard stream's default (right) alignment
     // puts it.
     const std::tuple<std::int64_t, int, char, const char*> decimal[] = {
@@ -184,13 +169,10 @@ TEST(StringFormat, AppendingNumbers)
     for (const auto& [value, width, fill, result] : decimal)
         EXPECT_EQ(String("=").AppendSigned(value, width, fill), String("=") + result) << result;
     // The base is ignored: always decimal.
-    EXPECT_EQ(String("x=").AppendSigned(255, 5, '.', 16, false), "x=..255");
-    EXPECT_EQ(String().AppendUnsigned(UINT64_MAX, 0, ' ', 8, true), "18446744073709551615");
-    EXPECT_EQ(String().AppendUnsigned(7, 3, '0'), "007");
-}
+    EXPECT_EQ(String("x=").AppendSigned(255, 5, '.', 16, false) + String().AppendUnsigned(UINT64_MAX, 0, ' ', 8, true) +
+                  String().AppendUnsigned(7, 3, '0'),
+              "x=..25518446744073709551615007");
 
-TEST(StringFormat, Wrap)
-{
     const std::string w10(10, 'w');
     // {text, width, separator, break bytes (empty: the default set), lines, result}: a break byte ends its line;
     // a text of one line is left as it was.
@@ -209,14 +191,11 @@ TEST(StringFormat, Wrap)
         EXPECT_EQ(s.Wrap(width, separator, breaks), lines) << text;
         EXPECT_EQ(s, result);
     }
-}
 
-TEST(StringFormat, ForcePrintable)
-{
     // High bytes show as signed values.
     EXPECT_EQ(dovo::ForcePrintable('a') + dovo::ForcePrintable('\n') + dovo::ForcePrintable('\0') +
-                  dovo::ForcePrintable(static_cast<char>(0xE9)) + dovo::ForcePrintable(static_cast<char>(0x80)),
-              "a[10][0][-23][-128]");
-    EXPECT_EQ(dovo::ForcePrintable("a\tb\x7f"), "a[9]b[127]");
-    EXPECT_EQ(dovo::ForcePrintable("") + dovo::ForcePrintable(static_cast<const char*>(nullptr)), "");
+                  dovo::ForcePrintable(static_cast<char>(0xE9)) + dovo::ForcePrintable(static_cast<char>(0x80)) +
+                  dovo::ForcePrintable("a\tb\x7f") + dovo::ForcePrintable("") +
+                  dovo::ForcePrintable(static_cast<const char*>(nullptr)),
+              "a[10][0][-23][-128]a[9]b[127]");
 }
