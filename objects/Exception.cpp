@@ -18,13 +18,25 @@ std::atomic<hooks::LogWriter> g_logWriter{nullptr};
 std::atomic<hooks::LogDumper> g_logDumper{nullptr};
 std::atomic<hooks::ThreadNamer> g_threadNamer{nullptr};
 
-// The exception-log lock and the recursion flag: zero-initialised statics, usable before any
-// constructor has run. The flag is set while logging is allowed, i.e. not already in progress.
+// The exception-log lock: a zero-initialised static, usable before any constructor has run. Its
+// first use is made here, while the library loads on one thread: threads that throw later never race
+// to set it up.
 StaticFastMutex g_logLock;
-bool g_notLogging = true;
-// Its first use made here, while the library loads on one thread: threads that throw later never
-// race to set it up.
 const bool g_logLockReady = (g_logLock.Enter(), g_logLock.Leave(), true);
+
+// Set while this thread logs an exception: one raised meanwhile (by the log, or by the dump and its
+// mailer) is not logged again. Kept per thread, since the dump runs outside the lock and other
+// threads go on logging theirs.
+thread_local bool t_logging = false;
+
+class LogHold
+{
+public:
+    LogHold() { g_logLock.Enter(); }
+    ~LogHold() { g_logLock.Leave(); }
+    LogHold(const LogHold&) = delete;
+    LogHold& operator=(const LogHold&) = delete;
+};
 
 String Hex8(int value) { return String().AppendHex(static_cast<std::uint32_t>(value), 8, true, true); }
 
@@ -52,14 +64,13 @@ Exception::Exception() = default;
 
 Exception::Exception(const String& module, const String& method, int error, const String& message, int osError,
                      const String& debugMessage, signed char level)
-    : m_module(module), m_method(method), m_error(error), m_message(message), m_osError(osError),
-      m_debugMessage(debugMessage), m_level(level), m_when(Time::CurrentTime()), m_threadId(oserror::CurrentThreadId()),
-      m_threadName(hooks::ThreadName(m_threadId))
+    // The thread's last OS error is read before the time and the thread's name are taken: on Windows
+    // those calls may reset it.
+    : m_module(module), m_method(method), m_error(error), m_message(message),
+      m_osError(osError == -1 ? oserror::Last() : osError), m_debugMessage(debugMessage), m_level(level),
+      m_when(Time::CurrentTime()), m_threadId(oserror::CurrentThreadId()), m_threadName(hooks::ThreadName(m_threadId))
 {
-    if (m_osError == -1) {
-        m_osError = oserror::Last();
-        oserror::SetLast(0);
-    }
+    if (osError == -1) oserror::SetLast(0);
     if (m_debugMessage.Empty() && m_osError != 0) m_debugMessage = TranslateOSError(m_osError);
 }
 
@@ -150,25 +161,21 @@ void Exception::Throw(const String& module, const String& method, int error, con
 
 void Exception::Log(Exception* e)
 {
-    if (!e) return;
-    g_logLock.Enter();
-    if (!g_notLogging) {
-        g_logLock.Leave();
-        return;
+    if (!e || t_logging) return;
+    t_logging = true;
+    struct Done
+    {
+        ~Done() { t_logging = false; }
+    } done;
+    if (const hooks::LogWriter writer = g_logWriter) {
+        // A subclass may override the text form: it is made before the lock is taken.
+        const String text = "Exception:\n\n" + e->DisplayAsString();
+        LogHold hold;
+        writer(e->Level(), text);
     }
-    g_notLogging = false;
-    try {
-        const hooks::LogWriter writer = g_logWriter;
-        if (writer) writer(e->Level(), "Exception:\n\n" + e->DisplayAsString());
-        const hooks::LogDumper dumper = g_logDumper;
-        if (dumper && e->Error() == ErrorSystemException) dumper(7, "Throwing system exception!");
-    } catch (...) {
-        g_notLogging = true;
-        g_logLock.Leave();
-        throw;
-    }
-    g_notLogging = true;
-    g_logLock.Leave();
+    // The dump hands the files to the dump mailer, which is user code: never under the lock.
+    const hooks::LogDumper dumper = g_logDumper;
+    if (dumper && e->Error() == ErrorSystemException) dumper(7, "Throwing system exception!");
 }
 
 } // namespace dovo

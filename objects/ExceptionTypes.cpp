@@ -126,6 +126,6 @@ DOVO_PLAIN_EXCEPTION(SyncException,
                      (module, method, error, message, osError, debugMessage, 1))
 DOVO_PLAIN_EXCEPTION(WeakPointerException,
                      (const String& module, const String& method, int error, const String& message),
-                     (module, method, error, message), (module, method, error, message, 0, String(), 1))
+                     (module, method, error, message), (module, method, error, message, -1, String(), 1))
 
 } // namespace dovo

@@ -28,6 +28,8 @@ Fault ReadFault(const _EXCEPTION_POINTERS* fault)
 
 String Exception::TranslateOSError(int code)
 {
+    // For a code it does not know, glibc makes up "Unknown error N": such a code has no text.
+    if (!strerrorname_np(code)) return String();
     char buffer[256];
     // The GNU strerror_r may return a static text instead of filling the buffer.
     const char* text = strerror_r(code, buffer, sizeof buffer);

@@ -34,9 +34,10 @@ String Exception::TranslateOSError(int code)
         FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
                        nullptr, static_cast<DWORD>(code), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
                        reinterpret_cast<LPSTR>(&buffer), 0, nullptr);
-    if (!length || !buffer) return String();
-    String text(buffer, length);
-    LocalFree(buffer);
+    // No text for the code: the call fails and there is nothing to show.
+    String text;
+    if (length && buffer) text = String(buffer, length);
+    if (buffer) LocalFree(buffer);
     return text.TrimRight();
 }
 

@@ -2,6 +2,7 @@
 
 #include <dovo/SignalBase.h>
 
+#include <functional>
 #include <list>
 
 namespace dovo {
@@ -15,10 +16,13 @@ class HasSlots : public Policy
 {
 public:
     HasSlots() = default;
-    /// A copy is connected wherever the original is.
+    /// A copy is connected wherever the original is, as often as the original is.
     HasSlots(const HasSlots& other) : Policy(other)
     {
-        const std::list<SignalBase<Policy>*> signals = other.Signals();
+        // A signal connected twice is listed twice, yet one SlotDuplicate copies all its connections.
+        std::list<SignalBase<Policy>*> signals = other.Signals();
+        signals.sort(std::less<SignalBase<Policy>*>());
+        signals.unique();
         for (SignalBase<Policy>* signal : signals) signal->SlotDuplicate(&other, this);
     }
     /// Assignment leaves the connections as they are.

@@ -4,7 +4,8 @@
 
 namespace dovo {
 
-/// The exception thrown when a weak reference is used after its object died.
+/// The exception thrown when a weak reference is used after its object died. It takes the thread's
+/// last OS error at that moment (as an OS error of -1 does elsewhere), at level 1.
 class DOVO_API WeakPointerException : public Exception
 {
 public:

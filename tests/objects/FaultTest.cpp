@@ -92,41 +92,21 @@ TEST(Fault, ProcessorFaultsBecomeExceptions)
 {
     dovo::faults::InstallForThisThread();
     ASSERT_TRUE(dovo::faults::InstalledForThisThread());
-
-    auto e = Fault([] { g_read(0x1234); });
-    ASSERT_TRUE(e) << "an access violation was not translated";
-    EXPECT_EQ(e->Module(), "System Exception");
-    EXPECT_EQ(e->Method(), "");
-    EXPECT_EQ(e->Error(), 0x20000001);
-    EXPECT_EQ(static_cast<unsigned>(e->OSError()), 0xC0000005u);
-    EXPECT_EQ(e->Message(), "Access violation");
-    EXPECT_EQ(e->DebugMessage(), "Reading 0x00001234");
-
-    e = Fault([] { g_write(0x5678); });
-    ASSERT_TRUE(e);
-    EXPECT_EQ(e->Message(), "Access violation");
-    EXPECT_EQ(e->DebugMessage(), "Writing 0x00005678");
-
-    // The address is cut to 32 bits.
-    e = Fault([] { g_read(0x7ff012345678ull); });
-    ASSERT_TRUE(e);
-    EXPECT_EQ(e->DebugMessage(), "Reading 0x12345678");
-
-    e = Fault([] { g_divide(1, 0); });
-    ASSERT_TRUE(e) << "an integer division by zero was not translated";
-    EXPECT_EQ(static_cast<unsigned>(e->OSError()), 0xC0000094u);
-    EXPECT_EQ(e->Message(), "Divide by zero");
-    EXPECT_EQ(e->DebugMessage(), "");
-
-    e = Fault([] { g_illegal(); });
-    ASSERT_TRUE(e) << "an illegal instruction was not translated";
-    EXPECT_EQ(static_cast<unsigned>(e->OSError()), 0xC000001Du);
-    EXPECT_EQ(e->Message(), "Illegal instruction");
-
-    // The same thread keeps translating: nothing was left blocked or used up.
-    for (int i = 0; i < 3; ++i) {
-        e = Fault([] { g_read(16); });
-        ASSERT_TRUE(e);
+    // {fault, "module|method|error|OS error|message|debug message"}: the address is cut to 32 bits.
+    const std::pair<void (*)(), const char*> rows[] = {
+        {[] { g_read(0x1234); }, "System Exception||20000001|c0000005|Access violation|Reading 0x00001234"},
+        {[] { g_write(0x5678); }, "System Exception||20000001|c0000005|Access violation|Writing 0x00005678"},
+        {[] { g_read(0x7ff012345678ull); }, "System Exception||20000001|c0000005|Access violation|Reading 0x12345678"},
+        {[] { g_divide(1, 0); }, "System Exception||20000001|c0000094|Divide by zero|"},
+        {[] { g_illegal(); }, "System Exception||20000001|c000001d|Illegal instruction|"},
+        // The same thread keeps translating: nothing was left blocked or used up.
+        {[] { g_read(16); }, "System Exception||20000001|c0000005|Access violation|Reading 0x00000010"}};
+    for (const auto& [fault, expected] : rows) {
+        const auto e = Fault(fault);
+        ASSERT_TRUE(e) << expected << ": not translated";
+        EXPECT_EQ(dovo::SFormat("%s|%s|%x|%x|%s|%s", e->Module().c_str(), e->Method().c_str(), e->Error(), e->OSError(),
+                                e->Message().c_str(), e->DebugMessage().c_str()),
+                  expected);
     }
 }
 
