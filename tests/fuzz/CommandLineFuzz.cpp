@@ -40,8 +40,7 @@ std::string Answers(const CommandLine& cl, bool parsed)
         add(word);
     }
     FUZZ_CHECK(cl.GetArgument(nullptr, argc - 1, String("d")) == "d" &&
-               cl.GetArgument(nullptr, -2, String("d")) == "d");
-    FUZZ_CHECK(cl.GetFullCommandLine() == full);
+               cl.GetArgument(nullptr, -2, String("d")) == "d" && cl.GetFullCommandLine() == full);
     const String current = cl.GetCurrentCommandLine();
     add(current.str());
 
@@ -54,7 +53,6 @@ std::string Answers(const CommandLine& cl, bool parsed)
         FUZZ_CHECK(position == -1 ? !parsed : position >= 1 && position < argc);
         // A switch keeps the spelling of its first occurrence; the plain words before any switch start at 1.
         if (position > 0) FUZZ_CHECK(name == " " ? position == 1 : String("-") + name == Entry(cl, position));
-        FUZZ_CHECK(count >= 0);
         String all;
         for (int k = 0; k < count; ++k) {
             const String word = cl.GetArgument(name.c_str(), k, String("?"));
@@ -62,9 +60,9 @@ std::string Answers(const CommandLine& cl, bool parsed)
             currentLength += word.str().size() + 1;
             cl.GetArgument(name.c_str(), k, 3);
         }
-        FUZZ_CHECK(all == cl.GetAllArguments(name.c_str()));
-        FUZZ_CHECK(cl.GetArgument(name.c_str(), count, String("d")) == "d");
-        FUZZ_CHECK(cl.GetArgument(name.c_str(), -1, String("d")) == "d");
+        FUZZ_CHECK(count >= 0 && all == cl.GetAllArguments(name.c_str()) &&
+                   cl.GetArgument(name.c_str(), count, String("d")) == "d" &&
+                   cl.GetArgument(name.c_str(), -1, String("d")) == "d");
         if (name != " ") currentLength += name.str().size() + 2;
         words += static_cast<std::size_t>(count);
         add(name.str() + " " + std::to_string(position) + " " + std::to_string(count) + " " + all.str());
@@ -82,28 +80,25 @@ std::string Answers(const CommandLine& cl, bool parsed)
 
 void CheckCopies(const CommandLine& cl, bool owns)
 {
+    // Copies answer the same (an owned vector is duplicated, a borrowed one shared), and so does the same vector
+    // borrowed and parsed again.
     const std::string answers = Answers(cl, true);
-    CommandLine copy(cl);
-    FUZZ_CHECK(Answers(copy, true) == answers);
-    // An owned vector is duplicated, a borrowed one shared.
-    FUZZ_CHECK(cl.Argc() == 0 || (copy.Argv() != cl.Argv()) == owns);
-    CommandLine assigned(String("old -x y"));
+    CommandLine copy(cl), assigned(String("old -x y"));
+    FUZZ_CHECK(Answers(copy, true) == answers && (cl.Argc() == 0 || (copy.Argv() != cl.Argv()) == owns));
     assigned = cl;
     FUZZ_CHECK(Answers(assigned, true) == answers);
     CommandLine& self = assigned;
     assigned = self;
     assigned.Copy(self);
-    FUZZ_CHECK(Answers(assigned, true) == answers);
-    // The same vector, borrowed, parses into the same table.
-    FUZZ_CHECK(Answers(CommandLine(cl.Argc(), cl.Argv()), true) == answers);
+    FUZZ_CHECK(Answers(assigned, true) == answers && Answers(CommandLine(cl.Argc(), cl.Argv()), true) == answers);
 
     // Changes to a copy stay there, and the table stays consistent.
     std::vector<String> names;
     cl.GetSwitches(names);
     if (!names.empty()) {
         const char* name = names.front().c_str();
-        FUZZ_CHECK(copy.RemoveSwitch(name) && copy.HasSwitch(name) == 0 && cl.HasSwitch(name) != 0);
-        FUZZ_CHECK(copy.GetSwitchCount() == cl.GetSwitchCount() - 1);
+        FUZZ_CHECK(copy.RemoveSwitch(name) && copy.HasSwitch(name) == 0 && cl.HasSwitch(name) != 0 &&
+                   copy.GetSwitchCount() == cl.GetSwitchCount() - 1);
     }
     const bool present = cl.HasSwitch("fuzz-added") != 0;
     FUZZ_CHECK(assigned.AddSwitch("fuzz-added") == !present);

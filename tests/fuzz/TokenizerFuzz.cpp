@@ -34,17 +34,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // A copy made before reading reads the same tokens on its own; splitting again gives the same tokens.
     const StringTokenizer copy(limited);
     const FuzzTokens first = ReadTokens(limited, n);
-    FUZZ_CHECK(ReadTokens(copy, n) == first);
     const FuzzTokens tokens = ReadTokens(StringTokenizer(text, delimiter, include, quote, escape), n);
-    FUZZ_CHECK(ReadTokens(StringTokenizer(text, delimiter, include, quote, escape), n) == tokens);
+    FUZZ_CHECK(ReadTokens(copy, n) == first &&
+               ReadTokens(StringTokenizer(text, delimiter, include, quote, escape), n) == tokens);
     if (L == 1) FUZZ_CHECK(ReadTokens(StringTokenizer(text, delimiter[0], include, quote, escape), n) == tokens);
 
     // Every token is the source's bytes at its position, in order from 0; none starts at the end of the text.
     for (std::size_t k = 0; k < tokens.size(); ++k) {
         const auto& [token, position] = tokens[k];
         FUZZ_CHECK(position >= 0 && static_cast<std::size_t>(position) < n &&
-                   text.compare(position, token.size(), token) == 0);
-        FUZZ_CHECK(k > 0 ? position > tokens[k - 1].second : position == 0);
+                   text.compare(position, token.size(), token) == 0 &&
+                   (k > 0 ? position > tokens[k - 1].second : position == 0));
     }
     if (L == 0) FUZZ_CHECK(tokens.size() == (n > 0 ? 1u : 0u) && (n == 0 || tokens[0].first == text));
 
@@ -56,9 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::size_t start = position, end = start + token.size();
         const bool last = k + 1 == plain.size(), closed = !last || end + L == n;
         // Exactly one delimiter lies between two tokens; the last runs to the end, or to a delimiter that ends it.
-        FUZZ_CHECK(closed ? text.compare(end, L, delimiter) == 0 : end == n);
-        FUZZ_CHECK(last || static_cast<std::size_t>(plain[k + 1].second) == end + L);
-        FUZZ_CHECK(tokens[k].second == position &&
+        FUZZ_CHECK((closed ? text.compare(end, L, delimiter) == 0 : end == n) &&
+                   (last || static_cast<std::size_t>(plain[k + 1].second) == end + L) && tokens[k].second == position &&
                    tokens[k].first == (include && closed ? token + delimiter[0] : token));
 
         // Inside a token the walk sees every byte: a delimiter found there must be quoted or escaped, and the one
@@ -82,9 +81,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (limit <= 0 || tokens.size() < static_cast<std::size_t>(limit)) {
         FUZZ_CHECK(first == tokens);
     } else {
-        FUZZ_CHECK(first.size() == static_cast<std::size_t>(limit));
-        FUZZ_CHECK(std::equal(first.begin(), first.end() - 1, tokens.begin()));
-        FUZZ_CHECK(first.back().second == tokens[limit - 1].second &&
+        FUZZ_CHECK(first.size() == static_cast<std::size_t>(limit) &&
+                   std::equal(first.begin(), first.end() - 1, tokens.begin()) &&
+                   first.back().second == tokens[limit - 1].second &&
                    first.back().first == text.substr(first.back().second));
     }
     return 0;
