@@ -88,7 +88,8 @@ bool Application::Startup(CommandLine& commandLine)
         log.SetDisplayLevel(displayLevel);
         File::CreateDirectory(m_logDir, true);
         Log::SetLogFolder(m_logDir);
-        log.SetFile(m_logDir / Path(m_appName + ".log"), fileLevel);
+        // Each run starts a new log file; the previous run's is kept as "<name>_old.log".
+        log.SetFile(m_logDir / Path(m_appName + ".log"), fileLevel, /*append=*/false);
 
         if (commandLine.HasSwitch("SetProcAffinity"))
             Platform::SetEnvironment("VARNEL_PROC_AFFINITY", commandLine.GetAllArguments("SetProcAffinity"), false);

@@ -43,7 +43,7 @@ void DovoLines(benchmark::State& state)
 {
     static const bool ready = [] {
         dovo::Log::LogStartup(dovo::Info, dovo::Info);
-        dovo::Log::s_GlobalLog->SetFile(dovo::Path((Folder() / "dovo.log").string()), dovo::Info, false);
+        dovo::Log::s_GlobalLog->SetFile(dovo::Path((Folder() / "dovo.log").string()), dovo::Info, /*append=*/false);
         dovo::Log::s_GlobalLog->KeepLogInMemory(false); // a file log as programs run it
         return true;
     }();

@@ -12,9 +12,13 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <set>
+#include <utility>
 
 namespace dovo {
 
@@ -22,17 +26,27 @@ namespace {
 
 constexpr int kWriteAttempts = 999;
 
-// Every living log, for statistics and dumps. Never destroyed: logs held by statics (the global log
-// above all) go at exit in no fixed order with this.
-Mutex& LivingLock()
+logfile::Calls g_calls = {logfile::OpenAppend, logfile::Write, logfile::Flush, logfile::Close};
+std::atomic<long long> g_reopenMs{5000};
+
+long long SteadyMs()
 {
-    static Mutex* lock = new Mutex;
-    return *lock;
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
 }
-std::set<Log*>& Living()
+
+// Every living log, for statistics and dumps, with the dumps under way. Never destroyed: logs held by
+// statics (the global log above all) go at exit in no fixed order with this.
+struct Registry
 {
-    static auto* logs = new std::set<Log*>;
-    return *logs;
+    std::mutex lock;
+    std::condition_variable unpinned;
+    std::set<Log*> logs;
+};
+Registry& Living()
+{
+    static auto* registry = new Registry;
+    return *registry;
 }
 
 class Hold
@@ -54,6 +68,11 @@ void DumpAllLogs(signed char level, const String& heading)
 
 } // namespace
 
+namespace logfile {
+Calls Replace(const Calls& calls) { return std::exchange(g_calls, calls); }
+void SetReopenInterval(double seconds) { g_reopenMs = static_cast<long long>(seconds * 1000); }
+} // namespace logfile
+
 SmartHandle<Log> Log::s_GlobalLog;
 
 Log::Log(LogLevel displayLevel, LogLevel fileLevel) : m_fileLevel(fileLevel), m_displayLevel(displayLevel)
@@ -74,8 +93,9 @@ Log::Log(const Path& file, LogLevel displayLevel, LogLevel fileLevel, bool keepI
 
 void Log::_ConstructLog()
 {
-    Hold hold(LivingLock());
-    Living().insert(this);
+    Registry& living = Living();
+    std::lock_guard<std::mutex> hold(living.lock);
+    living.logs.insert(this);
 }
 
 Log::~Log()
@@ -83,29 +103,56 @@ Log::~Log()
     // The global log going (at exit): exceptions from now on have nowhere to be written.
     if (s_GlobalLog.Get() == this) hooks::SetExceptionLogWriter(nullptr, nullptr);
     {
-        Hold hold(LivingLock());
-        Living().erase(this);
+        // A dump that took this log before it left the registry finishes first (a dump is a bounded
+        // piece of file output).
+        Registry& living = Living();
+        std::unique_lock<std::mutex> hold(living.lock);
+        living.logs.erase(this);
+        living.unpinned.wait(hold, [this] { return m_pins == 0; });
     }
     _CloseDescriptor();
     while (m_head) _Pop();
 }
 
+namespace {
+// Each thread makes its lines in a buffer of its own, which keeps its size from line to line; a line
+// made while the thread's buffer is in use (a log call from inside a log call) gets one of its own.
+thread_local std::string t_line;
+thread_local bool t_lineInUse = false;
+class LineBuffer
+{
+public:
+    LineBuffer() : m_borrowed(!t_lineInUse), m_line(m_borrowed ? t_line : m_own)
+    {
+        t_lineInUse = true;
+        m_line.clear();
+    }
+    ~LineBuffer()
+    {
+        if (m_borrowed) t_lineInUse = false;
+    }
+    std::string& operator*() { return m_line; }
+
+private:
+    bool m_borrowed;
+    std::string m_own;
+    std::string& m_line;
+};
+} // namespace
+
 void Log::DoLog(LogLevel level, const String& text)
 {
     if (level < 0 || text.Empty()) return;
-    {
+    if (!m_keepInMemory.load(std::memory_order_relaxed)) {
+        // Not kept: no item is made, and the line is made before the lock is taken, which is then held
+        // for the write alone.
+        if (level > m_fileLevel.load(std::memory_order_relaxed)) return;
+        const std::uint32_t id = kernel::CurrentThreadId();
+        LineBuffer line;
+        LogItem::AppendLine(*line, level, Time::CurrentTime(), id, hooks::ThreadName(id), text);
         Hold hold(m_lock);
-        if (!m_keepInMemory) {
-            // Not kept: the line is written straight from the caller's text, no item is made.
-            if (level <= m_fileLevel && !m_file.Empty()) {
-                const std::uint32_t id = kernel::CurrentThreadId();
-                thread_local std::string line;
-                line.clear();
-                LogItem::AppendLine(line, level, Time::CurrentTime(), id, hooks::ThreadName(id), text);
-                WriteLine(line);
-            }
-            return;
-        }
+        if (!m_file.Empty()) WriteLine(*line);
+        return;
     }
     auto* item = new LogItem(level, text);
     if (DisplayAndSaveItem(item)) delete item;
@@ -114,11 +161,11 @@ void Log::DoLog(LogLevel level, const String& text)
 bool Log::DisplayAndSaveItem(LogItem* item)
 {
     Hold hold(m_lock);
+    bool missed = false;
     if (item->level <= m_fileLevel && !m_file.Empty()) {
-        thread_local std::string line;
-        line.clear();
-        item->AppendLine(line);
-        WriteLine(line);
+        LineBuffer line;
+        item->AppendLine(*line);
+        missed = !WriteLine(*line);
     }
     if (!m_keepInMemory) return true;
     // (A lowered limit shrinks the list as the next item comes.)
@@ -127,25 +174,54 @@ bool Log::DisplayAndSaveItem(LogItem* item)
     (m_tail ? m_tail->next : m_head) = item;
     m_tail = item;
     ++m_itemCount;
+    if (missed && !m_unwritten) m_unwritten = item;
     return false;
 }
 
-void Log::WriteLine(const std::string& line)
+bool Log::OpenFile()
 {
-    // Appended and retried: a file that cannot be opened or written now may be at the next attempt
-    // (another process holding it for a moment); a log never fails its caller, and after the last
-    // attempt the line is only where the log keeps its items.
+    bool busy = false;
+    m_handle = g_calls.open(m_file.c_str(), busy);
+    // A file that cannot be opened (no folder, no right to it) is not tried again on every line: the
+    // callers would pay for the attempts each time. Until the next try, kept items wait in memory.
+    m_failedAt = m_handle || busy ? 0 : SteadyMs();
+    return m_handle != nullptr;
+}
+
+bool Log::WriteUnwritten()
+{
+    std::string lines;
+    for (const LogItem* item = m_unwritten; item; item = item->next)
+        if (item->level <= m_fileLevel) item->AppendLine(lines);
+    if (!g_calls.write(m_handle, lines.data(), lines.size())) return false;
+    m_unwritten = nullptr;
+    return true;
+}
+
+bool Log::WriteLine(const std::string& line)
+{
+    if (!m_handle && m_failedAt != 0 && SteadyMs() - m_failedAt < g_reopenMs) return false;
+    // Appended and retried: a file held by another process for a moment may be free at the next
+    // attempt; a log never fails its caller, and after the last attempt the line is only where the log
+    // keeps its items.
     for (int attempt = 0; attempt < kWriteAttempts; ++attempt) {
-        if (!m_handle) m_handle = logfile::OpenAppend(m_file.c_str());
-        if (m_handle && logfile::Write(m_handle, line.data(), line.size())) return;
+        if (!m_handle && !OpenFile()) {
+            if (m_failedAt != 0) return false;
+            continue;
+        }
+        if ((!m_unwritten || WriteUnwritten()) && g_calls.write(m_handle, line.data(), line.size())) return true;
         _CloseDescriptor();
     }
+    return false;
 }
 
 void Log::_CloseDescriptor()
 {
     Hold hold(m_lock);
-    if (m_handle) logfile::Close(m_handle);
+    if (!m_handle) return;
+    // What was written reaches the disk before the handle goes.
+    g_calls.flush(m_handle);
+    g_calls.close(m_handle);
     m_handle = nullptr;
 }
 
@@ -155,6 +231,7 @@ void Log::_Pop()
     if (!oldest) return;
     m_head = oldest->next;
     if (!m_head) m_tail = nullptr;
+    if (m_unwritten == oldest) m_unwritten = m_head;
     --m_itemCount;
     delete oldest;
 }
@@ -189,32 +266,36 @@ bool FileExists(const Path& path)
 }
 } // namespace
 
-void Log::SetFile(const Path& file, LogLevel level, bool keepExisting)
+void Log::SetFile(const Path& file, LogLevel level, bool append)
 {
     String note;
+    bool opened = true;
     {
         Hold hold(m_lock);
         _CloseDescriptor();
-        if (!keepExisting && FileExists(file)) {
-            // The file in use is set aside as "<name>_old<.ext>", replacing an older one.
+        if (!append && FileExists(file)) {
+            // One generation is kept: "<name>_old<.ext>" beside the file, replacing an older one.
             const String extension = file.Extension();
             const Path old =
                 file.Branch() / Path(file.BaseName() + "_old" + (extension.Empty() ? "" : "." + extension));
-            if (FileExists(old) && std::remove(old.c_str()) != 0)
-                note += "\n\tCould not removeold log file: " + old.Text();
-            else if (std::rename(file.c_str(), old.c_str()) == 0) note += "\n\terased old file: " + old.Text();
+            if (FileExists(old)) {
+                if (std::remove(old.c_str()) == 0) note += "\n\terased old file: " + old.Text();
+                else note += "\n\tCould not removeold log file: " + old.Text();
+            }
+            if (!FileExists(old) && std::rename(file.c_str(), old.c_str()) != 0)
+                note += "\n\tCould not removeold log file: " + file.Text();
         }
         m_file = file;
         m_fileLevel = level;
+        // What the previous file missed is not the new one's; the new file is tried at once.
+        m_unwritten = nullptr;
+        m_failedAt = 0;
+        // An empty path: the log stops writing to a file (a process that only ran a service word).
+        if (!file.Empty()) opened = OpenFile();
     }
     DoLog(Info, "Setting Log file to " + file.Text() + SFormat(" (level %d)", static_cast<int>(level)) + note);
-    // An empty path: the log stops writing to a file (a process that only ran a service word).
     if (file.Empty()) return;
-    {
-        Hold hold(m_lock);
-        if (!m_handle) m_handle = logfile::OpenAppend(m_file.c_str());
-    }
-    if (!m_handle) DoLog(Error, "Could not open log file to save: " + file.Text());
+    if (!opened) DoLog(Error, "Could not open log file to save: " + file.Text());
     if (const char* find = std::getenv("VARNEL_FIND_LOG")) {
         // Tools that look for a program's log read its path from here.
         FILE* out = std::fopen(find, "a");
@@ -271,14 +352,35 @@ Path Log::Dump(LogLevel level)
 void Log::DumpAll(const String& html, LogLevel level)
 {
     GlobalLog(Info, ">>>>>>>> Dumping All Logs <<<<<<<<");
+    Registry& living = Living();
+    // Each log is pinned while it is dumped: one destroyed meanwhile waits in its destructor.
     std::vector<Log*> logs;
     {
-        Hold hold(LivingLock());
-        logs.assign(Living().begin(), Living().end());
+        std::lock_guard<std::mutex> hold(living.lock);
+        for (Log* log : living.logs) {
+            ++log->m_pins;
+            logs.push_back(log);
+        }
     }
+    // Unpins the logs from next on: after each dump its own, and all that are left when a dump throws.
+    std::size_t next = 0;
+    const auto unpin = [&](std::size_t end) {
+        {
+            std::lock_guard<std::mutex> hold(living.lock);
+            for (; next < end; ++next) --logs[next]->m_pins;
+        }
+        living.unpinned.notify_all();
+    };
+    struct Rest
+    {
+        const decltype(unpin)& release;
+        std::size_t end;
+        ~Rest() { release(end); }
+    } rest{unpin, logs.size()};
     std::vector<Path> dumps;
-    for (Log* log : logs) {
-        const Path dump = log->Dump(level);
+    while (next < logs.size()) {
+        const Path dump = logs[next]->Dump(level);
+        unpin(next + 1);
         if (!dump.Empty()) dumps.push_back(dump);
     }
     if (const DumpMailer mailer = g_mailer) mailer(dumps, html);
@@ -332,8 +434,9 @@ void Log::_ReportStatistics(FILE* out, unsigned& totalKB)
 {
     if (!out) return;
     unsigned totalItems = 0;
-    Hold hold(LivingLock());
-    for (Log* log : Living()) {
+    Registry& living = Living();
+    std::lock_guard<std::mutex> hold(living.lock);
+    for (Log* log : living.logs) {
         Hold logHold(log->m_lock);
         std::size_t bytes = 0;
         for (const LogItem* item = log->m_head; item; item = item->next)

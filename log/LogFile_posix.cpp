@@ -13,11 +13,14 @@ void* ToHandle(int fd) { return reinterpret_cast<void*>(static_cast<std::intptr_
 int ToDescriptor(void* file) { return static_cast<int>(reinterpret_cast<std::intptr_t>(file) - 1); }
 } // namespace
 
-void* OpenAppend(const char* path)
+void* OpenAppend(const char* path, bool& busy)
 {
     int fd;
     do fd = ::open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     while (fd < 0 && errno == EINTR);
+    // Without share modes, only these pass by themselves; a missing folder, a denied access or a folder
+    // in the file's place stay until someone changes them.
+    busy = fd < 0 && (errno == EBUSY || errno == ETXTBSY || errno == EAGAIN || errno == EWOULDBLOCK);
     return fd < 0 ? nullptr : ToHandle(fd);
 }
 
@@ -33,6 +36,8 @@ bool Write(void* file, const char* data, std::size_t size)
     }
     return true;
 }
+
+void Flush(void* file) { ::fdatasync(ToDescriptor(file)); }
 
 void Close(void* file) { ::close(ToDescriptor(file)); }
 

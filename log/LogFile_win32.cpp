@@ -4,12 +4,17 @@
 
 namespace dovo::logfile {
 
-void* OpenAppend(const char* path)
+void* OpenAppend(const char* path, bool& busy)
 {
     // Every write lands at the end, whoever else appends.
     HANDLE file =
         CreateFileA(path, FILE_APPEND_DATA, FILE_SHARE_READ, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return nullptr;
+    if (file == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError();
+        busy = error == ERROR_SHARING_VIOLATION || error == ERROR_LOCK_VIOLATION;
+        return nullptr;
+    }
+    busy = false;
     SetFilePointer(file, 0, nullptr, FILE_END);
     return file;
 }
@@ -25,6 +30,8 @@ bool Write(void* file, const char* data, std::size_t size)
     }
     return true;
 }
+
+void Flush(void* file) { FlushFileBuffers(file); }
 
 void Close(void* file) { CloseHandle(file); }
 

@@ -7,6 +7,7 @@
 #include <dovo/SmartHandle.h>
 #include <dovo/String.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <vector>
@@ -14,8 +15,9 @@
 namespace dovo {
 
 /// A log: writes each item as one line to its file (appended, shared for reading, retried), and can
-/// keep its items in memory for a later dump. The global log is reached through LogFatal ... LogDebug
-/// and GlobalLog, which do nothing while there is none.
+/// keep its items in memory for a later dump. A file that cannot be opened at all is tried again every
+/// few seconds only; the kept items that missed it are written first once it opens. The global log is
+/// reached through LogFatal ... LogDebug and GlobalLog, which do nothing while there is none.
 class DOVO_API Log : public SmartFromThis<Log>
 {
 public:
@@ -26,14 +28,16 @@ public:
 
     /// Writes (or keeps) one item; a negative level or an empty text does nothing.
     void DoLog(LogLevel level, const String& text);
-    /// Switches to another file, keeping the previous one as "<name>_old".
-    void SetFile(const Path& file, LogLevel level, bool removeOld = true);
+    /// Switches to another file (an empty path: to none) and sets the file level. Unless append is set, a
+    /// file already at that path is first set aside as "<name>_old<.extension>" (an older one of that
+    /// name is erased) and the log starts a new one; with append, the lines go on at its end.
+    void SetFile(const Path& file, LogLevel level, bool append = false);
     /// true keeps items in memory; false is refused (an exception) for a log without a file.
     void KeepLogInMemory(bool keep);
 
     const Path& Filename() const { return m_file; }
-    LogLevel FileLevel() const { return m_fileLevel; }
-    void SetFileLevel(LogLevel level) { m_fileLevel = level; }
+    LogLevel FileLevel() const { return m_fileLevel.load(std::memory_order_relaxed); }
+    void SetFileLevel(LogLevel level) { m_fileLevel.store(level, std::memory_order_relaxed); }
     LogLevel DisplayLevel() const { return m_displayLevel; }
     void SetDisplayLevel(LogLevel level) { m_displayLevel = level; }
     const String& Name() const { return m_name; }
@@ -41,7 +45,7 @@ public:
     int MemoryLimit() const { return m_memoryLimit; }
     /// The most items kept in memory (the oldest go first); 0 or less keeps every item.
     void SetLogMemoryLimit(int limit) { m_memoryLimit = limit; }
-    bool KeepsInMemory() const { return m_keepInMemory; }
+    bool KeepsInMemory() const { return m_keepInMemory.load(std::memory_order_relaxed); }
     unsigned ItemCount() const;
 
     /// Writes the kept items of at most level to "<name>_Dump.log" beside the log's file (or in the log
@@ -61,7 +65,7 @@ public:
     /// Writes the kept items of at most level to a stream after the program's header (and the dump
     /// heading, when asked).
     void _SaveToFile(FILE* file, LogLevel level, bool header);
-    /// Closes the file; the next line opens it again.
+    /// Flushes and closes the file; the next line opens it again.
     void _CloseDescriptor();
 
     /// Sets a log's levels for a scope and puts the old ones back.
@@ -93,11 +97,15 @@ private:
     /// Writes the item's line when its level allows and keeps it when asked; true when the caller
     /// still owns (and deletes) the item.
     bool DisplayAndSaveItem(LogItem* item);
-    void WriteLine(const std::string& line);
+    /// Writes the line (after any kept lines that missed the file); false when it did not reach it.
+    bool WriteLine(const std::string& line);
+    bool OpenFile();
+    bool WriteUnwritten();
     void _Pop();
 
     Path m_file;
-    LogLevel m_fileLevel;
+    // (Read without the lock: a line that will not be written is not made.)
+    std::atomic<LogLevel> m_fileLevel;
     LogLevel m_displayLevel;
     String m_name;
     void* m_handle = nullptr; // the open file, or none
@@ -106,7 +114,10 @@ private:
     LogItem* m_tail = nullptr;
     unsigned m_itemCount = 0;
     int m_memoryLimit = 0;
-    bool m_keepInMemory = false;
+    std::atomic<bool> m_keepInMemory{false};
+    LogItem* m_unwritten = nullptr; // the first kept item that missed the file, or none
+    long long m_failedAt = 0;       // when the file last could not be opened (steady ms), or 0
+    int m_pins = 0;                 // dumps of this log under way (under the registry's lock)
 };
 
 DOVO_API void LogFatal(const String& text);
