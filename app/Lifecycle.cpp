@@ -37,6 +37,7 @@ void Drive(Executable& executable, int argc, char** argv)
     try {
         executable.Stop();
     } catch (...) {
+        RemoveInterruptHandler();
         std::exit(2);
     }
 }

@@ -20,6 +20,9 @@ void Drive(Executable& executable, int argc, char** argv);
 /// SIGINT, SIGQUIT, SIGHUP and SIGTERM that hand the signal to a thread of their own. false when it
 /// could not be installed.
 bool InstallInterruptHandler();
+/// Ends the interrupt handling before the program's statics go: interrupts from then on are taken and
+/// ignored, so that the process ends with its own exit code.
+void RemoveInterruptHandler();
 /// The fault-related set-up of main(): unhandled-exception filter, error mode, pure-virtual-call
 /// handler and run-time error messages on standard error (their nearest equivalents on POSIX).
 void InstallFaultHandlers();

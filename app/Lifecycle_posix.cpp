@@ -8,6 +8,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <pthread.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace dovo::lifecycle {
@@ -15,6 +16,10 @@ namespace dovo::lifecycle {
 namespace {
 
 int g_pipe[2] = {-1, -1};
+pthread_t g_listener;
+bool g_listening = false;
+// Written to the pipe to end the listener: no signal has the number 0.
+constexpr unsigned char kStop = 0;
 
 void OnSignal(int signal)
 {
@@ -48,7 +53,7 @@ void* Listen(void*)
         unsigned char byte = 0;
         const ssize_t got = read(g_pipe[0], &byte, 1);
         if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) return nullptr;
+        if (got <= 0 || byte == kStop) return nullptr;
         Dispatch(byte);
     }
 }
@@ -57,16 +62,17 @@ void* Listen(void*)
 
 bool InstallInterruptHandler()
 {
-    if (g_pipe[0] < 0 && pipe2(g_pipe, O_CLOEXEC) != 0) return false;
+    if (g_listening) return true;
+    // A handler never waits: with the pipe full, a signal is dropped.
+    if (g_pipe[0] < 0 && (pipe2(g_pipe, O_CLOEXEC) != 0 || fcntl(g_pipe[1], F_SETFL, O_NONBLOCK) != 0)) return false;
     // The listener takes no signals itself: they go to the threads that are busy elsewhere.
     sigset_t all, previous;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &previous);
-    pthread_t listener;
-    const int created = pthread_create(&listener, nullptr, Listen, nullptr);
+    const int created = pthread_create(&g_listener, nullptr, Listen, nullptr);
     pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     if (created != 0) return false;
-    pthread_detach(listener);
+    g_listening = true;
 
     struct sigaction action = {};
     action.sa_handler = OnSignal;
@@ -75,6 +81,22 @@ bool InstallInterruptHandler()
     for (const int signal : {SIGINT, SIGQUIT, SIGHUP, SIGTERM})
         if (sigaction(signal, &action, nullptr) != 0) return false;
     return true;
+}
+
+void RemoveInterruptHandler()
+{
+    if (!g_listening) return;
+    g_listening = false;
+    // The handlers stay: from now on a signal goes into the pipe unread, and cannot end the process
+    // while its static objects (the executable among them) are destroyed.
+    const ssize_t ignored = write(g_pipe[1], &kStop, 1);
+    (void)ignored;
+    // The listener may be inside the executable's interrupt handling, which ends once the clean-up has
+    // set the finished trigger; a listener that does not end in time is left behind.
+    timespec limit{};
+    clock_gettime(CLOCK_REALTIME, &limit);
+    limit.tv_sec += 30;
+    if (pthread_timedjoin_np(g_listener, nullptr, &limit) != 0) pthread_detach(g_listener);
 }
 
 void InstallFaultHandlers()

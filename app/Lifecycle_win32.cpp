@@ -6,6 +6,7 @@
 #include "app/Lifecycle.h"
 #include "core/Win32Support.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 
@@ -13,7 +14,17 @@ namespace dovo::lifecycle {
 
 namespace {
 
-BOOL WINAPI ConsoleHandler(DWORD event) { return OnConsoleEvent(static_cast<int>(event)) ? TRUE : FALSE; }
+std::atomic<bool> g_removed{false};
+std::atomic<int> g_handling{0};
+
+BOOL WINAPI ConsoleHandler(DWORD event)
+{
+    // (Counted before the flag is read: RemoveInterruptHandler sets the flag before it reads the count.)
+    ++g_handling;
+    const bool handled = g_removed || OnConsoleEvent(static_cast<int>(event));
+    --g_handling;
+    return handled ? TRUE : FALSE;
+}
 
 // Lets the search go on (the process ends as it would have), after reporting a processor fault that no
 // thread translated, with the texts the fault translator gives it.
@@ -34,7 +45,20 @@ void PureCall() { OnPureVirtualCall(); }
 
 } // namespace
 
-bool InstallInterruptHandler() { return SetConsoleCtrlHandler(ConsoleHandler, TRUE) != 0; }
+bool InstallInterruptHandler()
+{
+    g_removed = false;
+    return SetConsoleCtrlHandler(ConsoleHandler, TRUE) != 0;
+}
+
+void RemoveInterruptHandler()
+{
+    // The handler stays and takes every event from now on, so that none ends the process while its
+    // static objects (the executable among them) are destroyed. A call under way finishes first; it
+    // ends once the clean-up has set the finished trigger.
+    g_removed = true;
+    for (int waited = 0; g_handling > 0 && waited < 30000; waited += 10) Sleep(10);
+}
 
 void InstallFaultHandlers()
 {

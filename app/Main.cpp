@@ -24,5 +24,6 @@ extern "C" DOVO_API int main(int argc, char** argv)
     lifecycle::InstallFaultHandlers();
     faults::InstallForThisThread();
     lifecycle::Drive(*executable, argc, argv);
+    lifecycle::RemoveInterruptHandler();
     return executable->ReturnCode();
 }

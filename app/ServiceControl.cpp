@@ -41,9 +41,10 @@ std::atomic<Context*> g_context{nullptr};
 int g_argc = 0;
 char** g_argv = nullptr;
 
-[[noreturn]] void Raise(const char* method, int error, const String& message)
+// The OS error is the thread's last one (-1) unless given.
+[[noreturn]] void Raise(const char* method, int error, const String& message, int osError = -1)
 {
-    Exception::Throw("Executable", method, error, message, -1, String(), Error);
+    Exception::Throw("Executable", method, error, message, osError, String(), Error);
 }
 
 // The service is named after the application: the program's file name without its extension.
@@ -195,6 +196,8 @@ void Executable::InstallService(CommandLine& commandLine)
     config.description = commandLine.GetAllArguments("Description");
     // None of these belongs in the command line the service is started with.
     for (const char* name : {"Name", "User", "Password", "Description"}) commandLine.RemoveSwitch(name);
+    const String refusal = service::Refusal(config);
+    if (!refusal.Empty()) service::Raise("InstallService", service::ErrorCreate, refusal, 0);
 
     Manager manager;
     if (!manager.Connect(Manager::ForCreate))

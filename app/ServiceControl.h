@@ -52,6 +52,9 @@ private:
     std::unique_ptr<Native> m_native;
 };
 
+/// Why the platform's service manager cannot register the service as configured; empty when it can.
+String Refusal(const Config& config);
+
 /// The image path the service is registered with, as the log shows it: the quoted program, a blank and
 /// the words.
 String ImagePath(const Config& config);

@@ -15,6 +15,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <poll.h>
 #include <spawn.h>
 #include <string>
@@ -118,14 +119,21 @@ bool ManagerRunning()
     return true;
 }
 
-// systemd reads "%" and "$" in a command line as specifiers and variables.
-String EscapeForUnit(String text)
+// systemd reads "%" in any setting as a specifier, and "$" in a command line as a variable.
+String EscapeSpecifiers(String text)
 {
     text.Replace("%", "%%");
-    text.Replace("$", "$$");
     return text;
 }
+String EscapeCommandLine(String text)
+{
+    text.Replace("$", "$$");
+    return EscapeSpecifiers(text);
+}
 
+// The socket to systemd: the interrupt handler's thread reports through it while the service's own
+// thread may be handing it back, so it is used and closed under one lock.
+std::mutex g_notifyLock;
 int g_notify = -1;
 
 } // namespace
@@ -164,10 +172,13 @@ bool Manager::Create(const Config& config)
 {
     m_native->name = config.name;
     m_native->unit = m_native->folder / Path(UnitName(config.name));
-    String text;
-    if (!config.description.Empty()) text += "# " + config.description + "\n";
-    text += "[Unit]\nDescription=" + config.displayName +
-            "\n\n[Service]\nType=notify\nNotifyAccess=main\nExecStart=" + EscapeForUnit(ImagePath(config)) + "\n";
+    // systemd has no display name: it shows the description, the display name when there is none. The
+    // service starts in the program's folder, so that what it writes before it knows its log folder
+    // (the start-up log) lands beside it rather than in "/".
+    String text = "# " + config.displayName + "\n[Unit]\nDescription=" +
+                  EscapeSpecifiers(config.description.Empty() ? config.displayName : config.description) +
+                  "\n\n[Service]\nType=notify\nNotifyAccess=main\nExecStart=" + EscapeCommandLine(ImagePath(config)) +
+                  "\nWorkingDirectory=" + EscapeSpecifiers(Path(config.program).Branch().Text()) + "\n";
     // systemd runs services under an account without a password of its own.
     if (!config.user.Empty()) text += "User=" + config.user + "\n";
     text += String("\n[Install]\nWantedBy=") + (SystemWide() ? "multi-user.target" : "default.target") + "\n";
@@ -249,21 +260,34 @@ bool RunDispatcher(const String& name, void (*serviceMain)(int argc, char** argv
         errno = error;
         return false;
     }
-    g_notify = fd;
+    {
+        std::lock_guard<std::mutex> hold(g_notifyLock);
+        g_notify = fd;
+    }
     std::string serviceName = name.str();
     char* argv[] = {serviceName.data(), nullptr};
     serviceMain(1, argv);
+    std::lock_guard<std::mutex> hold(g_notifyLock);
     g_notify = -1;
     close(fd);
     return true;
 }
 
 // Stop requests arrive as SIGTERM, which the interrupt handler's thread hands to OnControl.
-bool RegisterControlHandler(const String&) { return g_notify >= 0; }
+bool RegisterControlHandler(const String&)
+{
+    std::lock_guard<std::mutex> hold(g_notifyLock);
+    return g_notify >= 0;
+}
+
+String Refusal(const Config& config)
+{
+    if (config.password.Empty()) return String();
+    return "A password cannot be given for a systemd service: systemd starts it under its account without one";
+}
 
 bool ReportState(State state, int exitCode)
 {
-    if (g_notify < 0) return false;
     String message;
     switch (state) {
     case StartPending: message = "STATUS=Starting"; break;
@@ -271,6 +295,8 @@ bool ReportState(State state, int exitCode)
     case StopPending: message = "STOPPING=1\nSTATUS=Stopping"; break;
     case Stopped: message = SFormat("STATUS=Stopped (exit code %d)", exitCode); break;
     }
+    std::lock_guard<std::mutex> hold(g_notifyLock);
+    if (g_notify < 0) return false;
     ssize_t sent;
     do sent = send(g_notify, message.c_str(), static_cast<std::size_t>(message.Length()), MSG_NOSIGNAL);
     while (sent < 0 && errno == EINTR);

@@ -68,6 +68,8 @@ bool Manager::Create(const Config& config)
     return true;
 }
 
+String Refusal(const Config&) { return String(); }
+
 bool Manager::Delete() { return DeleteService(m_native->service) != 0; }
 
 bool Manager::Start() { return ::StartServiceA(m_native->service, 0, nullptr) != 0; }
