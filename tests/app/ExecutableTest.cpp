@@ -1,17 +1,13 @@
-#include "tests/app/HelperFixture.h"
+#include "tests/support/TestSupport.h"
 
 #include <csignal>
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
-bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 // The lines that show the life cycle, in the order they came.
-Lines Stages(Child& child)
+Strings Stages(const Child& child)
 {
-    Lines stages;
+    Strings stages;
     for (const std::string& line : child.OutputLines())
         if (line == "started" || line == "stopping" || line == "cleanup" || line == "stopped" ||
             line.rfind("execute", 0) == 0 || line.rfind("exception", 0) == 0 || line == "unknown exception")
@@ -19,98 +15,73 @@ Lines Stages(Child& child)
     return stages;
 }
 
+constexpr int kNotZero = 0x7FFFFFFF;
+
 } // namespace
 
-TEST_F(HelperRun, WithoutAnExecutableObjectMainSaysSoAndFails)
+TEST_F(HelperRun, TheLifeCycleAndItsExitCodes)
 {
-    Child child(HelperPath(DOVO_NO_EXECUTABLE_HELPER), Child::Options{});
-    EXPECT_EQ(child.Wait(), Exit(-1));
-    EXPECT_EQ(child.Output(), "There's no executable object\n");
+    const std::string stars(53, '*'), onePass = "started|execute 1|stopping|cleanup|stopped";
+    // Each row: the helper's case, its exit code, its life cycle's lines ("..." first: only the last ones),
+    // texts its log holds and texts its standard error holds (each list split at "|").
+    const struct
+    {
+        std::string name;
+        int code;
+        std::string stages, log, errors;
+    } rows[] = {
+        {"execute-false", 0, onePass, "app_helper Shut down", ""},
+        {"return-code", 7, onePass, "", ""},
+        {"startup-false", 0, "cleanup|stopped", "", ""},
+        // An exception out of the start-up: the report names the start-up log; no error number gives 98.
+        {"startup-throws", 98, "cleanup|stopped", "",
+         "\n\n" + stars + "\n\nThe executable failed to start.\nPlease check the following log file for more " +
+             "information\n\n\tStartup-|please send the Startup log file to Quenlith technical support\n\n" + stars},
+        {"throw-handled", 0, "started|execute 1|exception pass failed|execute 2|stopping|cleanup|stopped", "", ""},
+        {"throw-unhandled", 0, "started|execute 1|exception pass failed|stopping|cleanup|stopped",
+         "\n\n\t*** Unhandled Exception! Exiting.\n|>>>>>>>> Dumping All Logs <<<<<<<<", ""},
+        {"throw-unknown", 0, "started|execute 1|unknown exception|stopping|cleanup|stopped",
+         "\n\n\t*** Unhandled UNKNOWN Exception! Exiting.\n", ""},
+        {"cleanup-throws", 1, onePass, "Executable threw an exception in Stop!", ""},
+        {"cleanup-unknown", 2, onePass, "Caught unknown exception in Executable Cleanup handler", ""},
+        {"thread-fails", 0, "...|stopping|cleanup|stopped",
+         "Child thread unhandled exception! Exiting: Failing Worker|>>>>>>>> Dumping All Logs <<<<<<<<", ""},
+        {"pure-virtual", kNotZero, "started|execute 1",
+         "A Pure virtual method was called.\n\tAn unhandled exception, maybe?", "pure virtual method called"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Child child = Run(row.name);
+        const int code = child.Wait();
+        EXPECT_TRUE(row.code == kNotZero ? code != 0 : code == row.code) << code;
+        Strings stages = Stages(child), expected = Split(row.stages);
+        if (expected[0] == "...") {
+            expected.erase(expected.begin());
+            stages.erase(stages.begin(), stages.end() - std::min(stages.size(), expected.size()));
+        }
+        EXPECT_EQ(stages, expected);
+        for (const std::string& text : Split(row.log)) EXPECT_TRUE(Has(Log(), text)) << text << " not in\n" << Log();
+        for (const std::string& text : Split(row.errors)) EXPECT_TRUE(Has(child.Errors(), text)) << text;
+    }
+    Child none(Native(DOVO_NO_EXECUTABLE_HELPER), {}, m_dir);
+    EXPECT_EQ(none.Wait(), Exit(-1));
+    EXPECT_EQ(none.Output(), "There's no executable object\n");
 }
 
-TEST_F(HelperRun, TheRunLoopEndsWhenExecuteReturnsFalse)
+TEST_F(HelperRun, InterruptsStopTheProgram)
 {
-    Child child(Helper(), Case("execute-false"));
-    EXPECT_EQ(child.Wait(), 0);
-    EXPECT_EQ(Stages(child), (Lines{"started", "execute 1", "stopping", "cleanup", "stopped"}));
-    const std::string log = Log();
-    EXPECT_TRUE(Has(log, "app_helper Shut down")) << log;
-
-    // The application's own return code becomes the exit code.
-    Child coded(Helper(), Case("return-code"));
-    EXPECT_EQ(coded.Wait(), 7);
-}
-
-TEST_F(HelperRun, AStartupThatFailsSkipsTheRunLoopButNotTheCleanup)
-{
-    Child child(Helper(), Case("startup-false"));
-    EXPECT_EQ(child.Wait(), 0);
-    EXPECT_EQ(Stages(child), (Lines{"cleanup", "stopped"}));
-
-    // An exception out of the start-up: the report names the start-up log, the exit code is 98 for an
-    // exception without an error number.
-    Child throwing(Helper(), Case("startup-throws"));
-    EXPECT_EQ(throwing.Wait(), 98);
-    EXPECT_EQ(Stages(throwing), (Lines{"cleanup", "stopped"}));
-    const std::string report = throwing.Errors();
-    EXPECT_TRUE(Has(report, "\n\n" + std::string(53, '*') +
-                                "\n\nThe executable failed to start.\nPlease check the "
-                                "following log file for more information\n\n\tStartup-"))
-        << report;
-    EXPECT_TRUE(
-        Has(report, "please send the Startup log file to Quenlith technical support\n\n" + std::string(53, '*')));
-}
-
-TEST_F(HelperRun, ExceptionsFromExecuteGoToOnException)
-{
-    // Handled: the loop goes on with the next pass.
-    Child handled(Helper(), Case("throw-handled"));
-    EXPECT_EQ(handled.Wait(), 0);
-    EXPECT_EQ(Stages(handled),
-              (Lines{"started", "execute 1", "exception pass failed", "execute 2", "stopping", "cleanup", "stopped"}));
-
-    // Not handled: the default logs and dumps it, and the process stops after that pass.
-    Child unhandled(Helper(), Case("throw-unhandled"));
-    EXPECT_EQ(unhandled.Wait(), 0);
-    EXPECT_EQ(Stages(unhandled),
-              (Lines{"started", "execute 1", "exception pass failed", "stopping", "cleanup", "stopped"}));
-    std::string log = Log();
-    EXPECT_TRUE(Has(log, "\n\n\t*** Unhandled Exception! Exiting.\n")) << log;
-    EXPECT_TRUE(Has(log, ">>>>>>>> Dumping All Logs <<<<<<<<"));
-
-    Child unknown(Helper(), Case("throw-unknown"));
-    EXPECT_EQ(unknown.Wait(), 0);
-    EXPECT_EQ(Stages(unknown), (Lines{"started", "execute 1", "unknown exception", "stopping", "cleanup", "stopped"}));
-    log = Log();
-    EXPECT_TRUE(Has(log, "\n\n\t*** Unhandled UNKNOWN Exception! Exiting.\n")) << log;
-}
-
-TEST_F(HelperRun, FailuresInTheCleanupSetTheExitCode)
-{
-    Child throwing(Helper(), Case("cleanup-throws"));
-    EXPECT_EQ(throwing.Wait(), 1);
-    EXPECT_EQ(Stages(throwing), (Lines{"started", "execute 1", "stopping", "cleanup", "stopped"}));
-    EXPECT_TRUE(Has(Log(), "Executable threw an exception in Stop!"));
-
-    Child unknown(Helper(), Case("cleanup-unknown"));
-    EXPECT_EQ(unknown.Wait(), 2);
-    EXPECT_TRUE(Has(Log(), "Caught unknown exception in Executable Cleanup handler"));
-}
-
-TEST_F(HelperRun, AFailingThreadStopsTheProcess)
-{
-    Child child(Helper(), Case("thread-fails"));
-    EXPECT_EQ(child.Wait(), 0);
-    const Lines stages = Stages(child);
-    ASSERT_GE(stages.size(), 4u);
-    EXPECT_EQ(Lines(stages.end() - 3, stages.end()), (Lines{"stopping", "cleanup", "stopped"}));
-    const std::string log = Log();
-    EXPECT_TRUE(Has(log, "Child thread unhandled exception! Exiting: Failing Worker")) << log;
-    EXPECT_TRUE(Has(log, ">>>>>>>> Dumping All Logs <<<<<<<<"));
-}
-
-TEST_F(HelperRun, AnInterruptStopsTheProgram)
-{
+    // The handler's decision for each event, asked as the system asks it: Ctrl-C, Ctrl-Break, close,
+    // log-off (for a program that is not a service) and shutdown stop the program; others are left alone.
+    for (const int event : {0, 1, 2, 3, 4, 5, 6, 7}) {
+        SCOPED_TRACE(event);
+        Child child = Run("console-event", {"-Event", std::to_string(event)});
+        EXPECT_EQ(child.Wait(), 0);
+        const bool stops = event <= 2 || event == 5 || event == 6;
+        EXPECT_EQ(Has(Log(), "Unhandled interrupt! Exiting."), stops);
+        EXPECT_EQ(child.WaitForLine("execute 20", 0), !stops);
+        EXPECT_TRUE(child.WaitForLine("event handled", 0));
+    }
+    // (The events above are asked for, not sent: they run under every runtime.)
     DOVO_SKIP_UNDER_SIGNAL_DEFERRING_RUNTIME();
 #ifdef _WIN32
     const int events[] = {0}; // the only event one process can send another
@@ -119,53 +90,37 @@ TEST_F(HelperRun, AnInterruptStopsTheProgram)
 #endif
     for (const int event : events) {
         SCOPED_TRACE(event);
-        Child child(Helper(), Case("interrupt"));
+        Child child = Run("interrupt");
         ASSERT_TRUE(child.WaitForLine("running"));
         child.Interrupt(event);
         EXPECT_EQ(child.Wait(), 0);
-        const Lines stages = Stages(child);
+        const Strings stages = Stages(child);
         ASSERT_GE(stages.size(), 3u);
-        EXPECT_EQ(Lines(stages.end() - 3, stages.end()), (Lines{"stopping", "cleanup", "stopped"}));
+        EXPECT_EQ(Strings(stages.end() - 3, stages.end()), (Strings{"stopping", "cleanup", "stopped"}));
         EXPECT_TRUE(Has(Log(), "Unhandled interrupt! Exiting."));
     }
+    // A program that does not stop within 10 seconds is ended with exit code 3.
+    Child stuck = Run("interrupt-stuck");
+    ASSERT_TRUE(stuck.WaitForLine("running"));
+    stuck.Interrupt(0);
+    EXPECT_EQ(stuck.Wait(), 3);
+    EXPECT_TRUE(Has(Log(), "Interrupt signaled the Executable, but timed out waiting for it to die."));
+    EXPECT_TRUE(Has(Log(), ">>>>>>>> Dumping All Logs <<<<<<<<"));
+    EXPECT_EQ(Stages(stuck), (Strings{"started", "execute 1"}));
 }
 
-TEST_F(HelperRun, TheInterruptHandlerStopsTheProgramOnlyForItsEvents)
+TEST_F(HelperRun, AnInterruptAsTheProgramEndsLeavesItsExitCode)
 {
-    // Ctrl-C, Ctrl-Break, close, log-off (for a program that is not a service) and shutdown stop it;
-    // any other event is left alone.
-    for (const int event : {0, 1, 2, 3, 4, 5, 6, 7}) {
-        SCOPED_TRACE(event);
-        Child child(Helper(), Case("console-event", {"-Event", std::to_string(event)}));
+    // At varied moments: while it stops, after its clean-up, and while its statics are destroyed (the
+    // helper lingers there). A lost signal changes nothing either.
+    const char* moments[] = {"execute 1", "stopped", "exiting"};
+    for (int run = 0; run < 24; ++run) {
+        SCOPED_TRACE(run);
+        Child child = Run("exit-race");
+        ASSERT_TRUE(child.WaitForLine(moments[run % 3]));
+        child.Interrupt(0);
         EXPECT_EQ(child.Wait(), 0);
-        const bool stops = event <= 2 || event == 5 || event == 6;
-        EXPECT_EQ(Has(Log(), "Unhandled interrupt! Exiting."), stops);
-        EXPECT_EQ(child.WaitForLine("execute 20", 0), !stops);
-        EXPECT_TRUE(child.WaitForLine("event handled", 0));
-        std::filesystem::remove(m_dir / "app_helper.log");
     }
-}
-
-TEST_F(HelperRun, AProgramThatDoesNotStopWithin10SecondsOfAnInterruptIsEnded)
-{
-    DOVO_SKIP_UNDER_SIGNAL_DEFERRING_RUNTIME();
-    Child child(Helper(), Case("interrupt-stuck"));
-    ASSERT_TRUE(child.WaitForLine("running"));
-    child.Interrupt(0);
-    EXPECT_EQ(child.Wait(), 3);
-    const std::string log = Log();
-    EXPECT_TRUE(Has(log, "Interrupt signaled the Executable, but timed out waiting for it to die.")) << log;
-    EXPECT_TRUE(Has(log, ">>>>>>>> Dumping All Logs <<<<<<<<"));
-    EXPECT_EQ(Stages(child), (Lines{"started", "execute 1"}));
-}
-
-TEST_F(HelperRun, APureVirtualCallIsReportedBeforeTheProcessEnds)
-{
-    Child child(Helper(), Case("pure-virtual"));
-    const int code = child.Wait();
-    EXPECT_NE(code, 0);
-    EXPECT_TRUE(Has(Log(), "A Pure virtual method was called.\n\tAn unhandled exception, maybe?"));
-    EXPECT_TRUE(Has(child.Errors(), "pure virtual method called"));
 }
 
 // (Named for the sanitizers' filters: a fault handler allocates, which ThreadSanitizer reports.)
@@ -173,12 +128,11 @@ using FaultRun = HelperRun;
 
 TEST_F(FaultRun, AFaultOnAThreadThatDoesNotTranslateIsReportedAndEndsTheProcess)
 {
-    Child child(Helper(), Case("fault-elsewhere"));
-    const int code = child.Wait();
+    Child child = Run("fault-elsewhere");
 #ifdef _WIN32
-    EXPECT_EQ(static_cast<unsigned>(code), 0xC0000005u);
+    EXPECT_EQ(static_cast<unsigned>(child.Wait()), 0xC0000005u);
 #else
-    EXPECT_EQ(code, Child::KilledBy - SIGSEGV);
+    EXPECT_EQ(child.Wait(), Child::KilledBy - SIGSEGV);
 #endif
     EXPECT_TRUE(Has(child.Errors(), "Unhandled processor fault:")) << child.Errors();
     EXPECT_TRUE(Has(child.Errors(), "Access violation"));

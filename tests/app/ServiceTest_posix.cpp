@@ -1,21 +1,18 @@
 // The service words under systemd, without touching the machine's own: the unit folder is the test's,
 // and "systemctl" is a script of the test's that records its words and plays the manager.
 
-#include "tests/app/HelperFixture.h"
+#include "tests/support/TestSupport.h"
 
-#include <chrono>
-#include <csignal>
+#include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 // FAKE_SYSTEMD says what "is-system-running" answers; "start" puts FAKE_STARTS_AS (default "active") into
 // the state file that "show" reads, "stop" puts "inactive" there.
@@ -36,22 +33,18 @@ protected:
     {
         HelperRun::SetUp();
         fs::create_directories(m_dir / "bin");
-        const fs::path script = m_dir / "bin" / "systemctl";
-        std::ofstream(script) << kFakeSystemctl;
-        fs::permissions(script, fs::perms::owner_all);
+        std::ofstream(m_dir / "bin" / "systemctl") << kFakeSystemctl;
+        fs::permissions(m_dir / "bin" / "systemctl", fs::perms::owner_all);
     }
-
-    // A service word with the test's manager; more environment on top.
-    Child::Options Word(std::vector<std::string> words, std::vector<std::pair<std::string, std::string>> more = {})
+    // The helper with service words, the test's manager and more environment.
+    Child Word(const std::vector<std::string>& words, Child::Environment more = {}) const
     {
-        Child::Options options = Case("service", std::move(words));
-        options.environment = {{"VARNEL_UNIT_DIR", (m_dir / "units").string()},
-                               {"FAKE_DIR", m_dir.string()},
-                               {"PATH", (m_dir / "bin").string() + ":" + std::getenv("PATH")}};
-        options.environment.insert(options.environment.end(), more.begin(), more.end());
-        return options;
+        more.insert(more.begin(), {{"VARNEL_UNIT_DIR", (m_dir / "units").string()},
+                                   {"FAKE_DIR", m_dir.string()},
+                                   {"PATH", (m_dir / "bin").string() + ":" + std::getenv("PATH")}});
+        return Run("service", words, more);
     }
-    fs::path Unit() const { return m_dir / "units" / "app_helper.service"; }
+    std::string Unit() const { return Read(m_dir / "units" / "app_helper.service"); }
     std::string Calls() const { return Read(m_dir / "calls"); }
 };
 
@@ -61,7 +54,6 @@ class NotifySocket
 public:
     explicit NotifySocket(const fs::path& path) : m_path(path.string())
     {
-        m_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         m_path.copy(address.sun_path, sizeof address.sun_path - 1);
@@ -70,17 +62,21 @@ public:
         setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     }
     ~NotifySocket() { close(m_fd); }
-    // The next message; empty after 30 seconds without one.
-    std::string Next()
+    // The messages up to and including the first that begins with last; stops at 30 seconds of silence.
+    std::vector<std::string> Until(const std::string& last)
     {
+        std::vector<std::string> messages;
         char buffer[512];
-        const ssize_t got = recv(m_fd, buffer, sizeof buffer, 0);
-        return got > 0 ? std::string(buffer, static_cast<std::size_t>(got)) : std::string();
+        for (ssize_t got; (got = recv(m_fd, buffer, sizeof buffer, 0)) > 0;) {
+            messages.emplace_back(buffer, static_cast<std::size_t>(got));
+            if (messages.back().rfind(last, 0) == 0) break;
+        }
+        return messages;
     }
-    const std::string& Path() const { return m_path; }
+    Child::Environment Environment() const { return {{"NOTIFY_SOCKET", m_path}}; }
 
 private:
-    int m_fd = -1;
+    int m_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     std::string m_path;
 };
 
@@ -88,123 +84,103 @@ private:
 
 TEST_F(Service, InstallWritesAUnitWithoutTheAccountSwitchesInItsCommandLine)
 {
-    Child child(Helper(), Word({"-InstallDaemon", "-Name", "Night", "Render", "-User", "render", "-Description",
-                                "Renders", "frames"}));
-    ASSERT_EQ(child.Wait(), 0) << child.Errors();
-    const std::string unit = Read(Unit());
-    EXPECT_TRUE(Has(unit, "Description=Renders frames\n")) << unit;
-    EXPECT_TRUE(Has(unit, "User=render\n"));
-    EXPECT_TRUE(Has(unit, "Type=notify\n"));
-    const std::string exec = "ExecStart=\"" + fs::canonical(Helper()).string() + "\" ";
-    ASSERT_TRUE(Has(unit, exec));
-    const std::string line = unit.substr(unit.find(exec), unit.find('\n', unit.find(exec)) - unit.find(exec));
-    EXPECT_TRUE(Has(line, "-Case service"));
-    EXPECT_TRUE(Has(line, " -Service"));
-    for (const char* word : {"secret", "Night", "Password", "-Name", "-User"}) EXPECT_FALSE(Has(line, word)) << line;
-    EXPECT_TRUE(Has(Calls(), "daemon-reload"));
-    EXPECT_TRUE(Has(Calls(), "enable app_helper.service"));
-    EXPECT_TRUE(Has(StartupLog(child.Pid()), "Installed app_helper (Night Render) as service:\n\n\""));
-    // The run loop never ran, the clean-up did.
-    EXPECT_FALSE(child.WaitForLine("started", 0));
-    EXPECT_TRUE(child.WaitForLine("stopped", 0));
-
-    // A second installation is refused by the manager.
-    Child again(Helper(), Word({"-InstallService"}));
-    EXPECT_EQ(again.Wait(), Exit(0x20000006));
-    EXPECT_TRUE(Has(again.Errors(), "The executable failed to start."));
-}
-
-TEST_F(Service, StartAndStopWaitForTheStateWhenAsked)
-{
-    ASSERT_EQ(Child(Helper(), Word({"-InstallDaemon"})).Wait(), 0);
-
-    Child start(Helper(), Word({"-StartDaemon", "-Wait", "5"}));
-    EXPECT_EQ(start.Wait(), 0) << start.Errors();
-    EXPECT_TRUE(Has(Calls(), "start --no-block app_helper.service"));
-    EXPECT_TRUE(Has(Calls(), "show --property=ActiveState --value app_helper.service"));
-
-    Child stop(Helper(), Word({"-StopDaemon", "-Wait", "5"}));
-    EXPECT_EQ(stop.Wait(), 0) << stop.Errors();
-    EXPECT_TRUE(Has(Calls(), "stop --no-block app_helper.service"));
-
-    // A service that stays "activating": the wait runs out with the last state (start-pending).
-    Child slow(Helper(), Word({"-StartDaemon", "-Wait", "1"}, {{"FAKE_STARTS_AS", "activating"}}));
-    EXPECT_EQ(slow.Wait(), Exit(0x20000009));
-    EXPECT_TRUE(Has(Read(m_dir / "app_helper.log") + slow.Errors(), "The executable failed to start."));
-
-    // Without Wait the start request is all: no state is asked for.
-    fs::remove(m_dir / "calls");
-    Child quick(Helper(), Word({"-StartService"}, {{"FAKE_STARTS_AS", "activating"}}));
-    EXPECT_EQ(quick.Wait(), 0);
-    EXPECT_FALSE(Has(Calls(), "show"));
-}
-
-TEST_F(Service, WithoutAServiceManagerTheWordsFailAtOnce)
-{
-    ASSERT_EQ(Child(Helper(), Word({"-InstallDaemon"})).Wait(), 0);
-    for (const char* word : {"-StartDaemon", "-StopDaemon"}) {
-        Child child(Helper(), Word({word, "-Wait", "30"}, {{"FAKE_SYSTEMD", "offline"}}));
-        EXPECT_EQ(child.Wait(30), Exit(0x20000008)) << word;
+    // The description, or the display name when there is none.
+    for (const bool described : {false, true}) {
+        fs::remove_all(m_dir / "units");
+        std::vector<std::string> words = {"-InstallDaemon", "-Name", "Night", "Render", "-User", "render"};
+        if (described) words.insert(words.end(), {"-Description", "Renders", "100%", "frames"});
+        Child child = Word(words);
+        ASSERT_EQ(child.Wait(), 0) << child.Errors();
+        const std::string unit = Unit();
+        EXPECT_TRUE(Has(unit, described ? "\nDescription=Renders 100%% frames\n" : "\nDescription=Night Render\n"))
+            << unit;
+        EXPECT_TRUE(Has(unit, "\nUser=render\n"));
+        EXPECT_TRUE(Has(unit, "\nType=notify\n"));
+        EXPECT_TRUE(Has(unit, "\nWorkingDirectory=" + fs::canonical(DOVO_APP_HELPER).parent_path().string() + "\n"));
+        const std::string exec = "ExecStart=\"" + fs::canonical(DOVO_APP_HELPER).string() + "\" ";
+        ASSERT_TRUE(Has(unit, exec));
+        const std::string line = unit.substr(unit.find(exec), unit.find('\n', unit.find(exec)) - unit.find(exec));
+        EXPECT_TRUE(Has(line, "-Case service") && Has(line, " -Service"));
+        for (const char* word : {"Night", "Renders", "-Name", "-User", "-Description"})
+            EXPECT_FALSE(Has(line, word)) << line;
+        EXPECT_TRUE(Has(Calls(), "daemon-reload") && Has(Calls(), "enable app_helper.service"));
+        EXPECT_TRUE(Has(StartupLog(child.Pid()), "Installed app_helper (Night Render) as service:\n\n\""));
+        // The run loop never ran, the clean-up did.
+        EXPECT_FALSE(child.WaitForLine("started", 0));
+        EXPECT_TRUE(child.WaitForLine("stopped", 0));
     }
-    // No unit folder at all.
-    Child missing(Helper(), Word({"-RemoveDaemon"}, {{"VARNEL_UNIT_DIR", (m_dir / "none").string()}}));
-    EXPECT_EQ(missing.Wait(), Exit(0x20000008));
+}
 
-    Child remove(Helper(), Word({"-RemoveDaemon"}));
-    EXPECT_EQ(remove.Wait(), 0);
-    EXPECT_FALSE(fs::exists(Unit()));
-    Child again(Helper(), Word({"-RemoveDaemon"}));
-    EXPECT_EQ(again.Wait(), Exit(0x20000008));
-
-    // Run as a service without a manager that started it: no notify socket.
-    Child orphan(Helper(), Word({"-Service"}, {{"NOTIFY_SOCKET", ""}}));
-    EXPECT_EQ(orphan.Wait(30), Exit(0x20000008));
-    EXPECT_TRUE(Has(StartupLog(orphan.Pid()), "Could not start service control dispatcher"));
+TEST_F(Service, TheWordsWithAndWithoutAManager)
+{
+    ASSERT_EQ(Word({"-InstallDaemon"}).Wait(), 0);
+    // Each row: the words, a change of the environment, the exit code, what the manager was asked ("!":
+    // was not asked) and what the start-up log holds.
+    const struct
+    {
+        std::string words;
+        Child::Environment environment;
+        int code;
+        std::string asked, logged;
+    } rows[] = {
+        // A second installation is refused by the manager; a password, by the library (systemd has none).
+        {"-InstallService", {}, 0x20000006, "", "Could not create new service"},
+        {"-InstallDaemon -User render -Password secret", {}, 0x20000006, "", "A password cannot be given"},
+        {"-StartDaemon -Wait 5", {}, 0, "start --no-block app_helper.service", ""},
+        {"-StopDaemon -Wait 5", {}, 0, "stop --no-block app_helper.service", ""},
+        // A service that stays "activating": the wait runs out. Without Wait, no state is asked for.
+        {"-StartDaemon -Wait 1", {{"FAKE_STARTS_AS", "activating"}}, 0x20000009, "show", ""},
+        {"-StartService", {{"FAKE_STARTS_AS", "activating"}}, 0, "!show", ""},
+        {"-StartDaemon -Wait 30", {{"FAKE_SYSTEMD", "offline"}}, 0x20000008, "!start", ""},
+        {"-StopDaemon -Wait 30", {{"FAKE_SYSTEMD", "offline"}}, 0x20000008, "!stop", ""},
+        {"-RemoveDaemon", {{"VARNEL_UNIT_DIR", (m_dir / "none").string()}}, 0x20000008, "!disable", ""},
+        {"-RemoveDaemon", {}, 0, "disable app_helper.service", ""},
+        {"-RemoveDaemon", {}, 0x20000008, "!disable", ""},
+        // Run as a service without a manager that started it: no notify socket.
+        {"-Service", {{"NOTIFY_SOCKET", ""}}, 0x20000008, "", "Could not start service control dispatcher"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.words + " " + (row.environment.empty() ? "" : row.environment[0].second));
+        fs::remove(m_dir / "calls");
+        Child child = Word(Split(row.words, ' '), row.environment);
+        EXPECT_EQ(child.Wait(), Exit(row.code)) << child.Errors();
+        const bool negated = Has(row.asked, "!");
+        EXPECT_EQ(Has(Calls(), row.asked.substr(negated)), !negated) << Calls();
+        EXPECT_EQ(Has(child.Errors(), "The executable failed to start."), row.code != 0);
+        EXPECT_TRUE(Has(StartupLog(child.Pid()), row.logged));
+    }
+    EXPECT_FALSE(fs::exists(m_dir / "units" / "app_helper.service"));
 }
 
 TEST_F(Service, RunningAsAServiceReportsItsStatesAndStopsOnTheManagersRequest)
 {
     DOVO_SKIP_UNDER_SIGNAL_DEFERRING_RUNTIME();
     NotifySocket notify(m_dir / "notify");
-    Child child(Helper(), Word({"-Service"}, {{"NOTIFY_SOCKET", notify.Path()}}));
-    std::vector<std::string> states;
-    for (std::string message; (message = notify.Next()) != "READY=1\nSTATUS=Running";) {
-        ASSERT_FALSE(message.empty()) << "no READY=1 from the service";
-        states.push_back(message);
-    }
-    EXPECT_EQ(states.front(), "STATUS=Starting");
+    Child child = Word({"-Service"}, notify.Environment());
+    EXPECT_EQ(notify.Until("READY=1"), (std::vector<std::string>{"STATUS=Starting", "READY=1\nSTATUS=Running"}));
     ASSERT_TRUE(child.WaitForLine("running"));
-
     child.Interrupt(6); // systemd stops a service with SIGTERM
-    std::string message;
-    while ((message = notify.Next()).rfind("STATUS=Stopped", 0) != 0) {
-        ASSERT_FALSE(message.empty()) << "no final state from the service";
-        states.push_back(message);
-    }
-    EXPECT_EQ(message, "STATUS=Stopped (exit code 0)");
-    EXPECT_EQ(states.back(), "STOPPING=1\nSTATUS=Stopping");
+    const auto states = notify.Until("STATUS=Stopped");
+    ASSERT_GE(states.size(), 2u);
+    EXPECT_EQ(states[states.size() - 2], "STOPPING=1\nSTATUS=Stopping");
+    EXPECT_EQ(states.back(), "STATUS=Stopped (exit code 0)");
     EXPECT_EQ(child.Wait(), 0);
-
     EXPECT_TRUE(Has(Log(), "Service control has requested termination")) << Log();
     // What happens before the service's log folder is known goes to the start-up log.
     const std::string startup = StartupLog(child.Pid());
-    EXPECT_TRUE(Has(startup, "Storing Serivce commandline:\n\t")) << startup;
-    EXPECT_TRUE(Has(startup, "Service started with no custom parameters: Using service commandline:\n\t"));
-    EXPECT_TRUE(Has(startup, "Executable starting with Service command line parameters:"));
+    for (const char* text : {"Storing Serivce commandline:\n\t",
+                             "Service started with no custom parameters: Using service commandline:\n\t",
+                             "Executable starting with Service command line parameters:"})
+        EXPECT_TRUE(Has(startup, text)) << text << "\nnot in\n" << startup;
     // The life cycle ran once, as the service.
-    std::vector<std::string> stopped;
-    for (const std::string& line : child.OutputLines())
-        if (line == "stopped") stopped.push_back(line);
-    EXPECT_EQ(stopped.size(), 1u);
+    const auto lines = child.OutputLines();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "stopped"), 1);
 }
 
 TEST_F(Service, AServiceIgnoresTheLogOffEvent)
 {
     NotifySocket notify(m_dir / "notify");
-    Child::Options options = Word({"-Service"}, {{"NOTIFY_SOCKET", notify.Path()}});
-    options.arguments[1] = "console-event";
-    options.arguments.insert(options.arguments.end(), {"-Event", "5"});
-    Child child(Helper(), options);
+    Child child = Run("console-event", {"-Service", "-Event", "5"}, notify.Environment());
     EXPECT_EQ(child.Wait(), 0);
     EXPECT_TRUE(child.WaitForLine("execute 20", 0));
     EXPECT_TRUE(child.WaitForLine("event handled", 0));

@@ -1,7 +1,7 @@
 // The service words with the service control manager: install, start, run as a service, stop and
 // remove the helper program, in the build's own Wine prefix (never on a real machine's configuration).
 
-#include "tests/app/HelperFixture.h"
+#include "tests/support/TestSupport.h"
 
 #include "core/Win32Support.h"
 
@@ -12,8 +12,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 const char* const kName = "app_helper";
 
 // The service as the manager holds it, read with the manager's own calls.
@@ -21,9 +19,9 @@ class Registered
 {
 public:
     Registered()
+        : m_manager(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
+          m_service(m_manager ? OpenServiceA(m_manager, kName, SERVICE_ALL_ACCESS) : nullptr)
     {
-        m_manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
-        if (m_manager) m_service = OpenServiceA(m_manager, kName, SERVICE_ALL_ACCESS);
     }
     ~Registered()
     {
@@ -31,8 +29,16 @@ public:
         if (m_manager) CloseServiceHandle(m_manager);
     }
     bool Exists() const { return m_service != nullptr; }
-    std::string ImagePath() const { return Config().first; }
-    std::string DisplayName() const { return Config().second; }
+    SC_HANDLE Handle() const { return m_service; }
+    // The image path and the display name.
+    std::pair<std::string, std::string> Config() const
+    {
+        std::vector<char> buffer(8192);
+        auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGA*>(buffer.data());
+        DWORD needed = 0;
+        if (!QueryServiceConfigA(m_service, config, static_cast<DWORD>(buffer.size()), &needed)) return {};
+        return {config->lpBinaryPathName, config->lpDisplayName};
+    }
     DWORD State() const
     {
         SERVICE_STATUS status{};
@@ -41,13 +47,10 @@ public:
     // Waits until the service is in the state; false after 60 seconds.
     bool AwaitState(DWORD state) const
     {
-        for (int poll = 0; poll < 600; ++poll) {
-            if (State() == state) return true;
+        for (int poll = 0; poll < 600 && State() != state; ++poll)
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        }
-        return false;
+        return State() == state;
     }
-    SC_HANDLE Handle() const { return m_service; }
     void Delete()
     {
         if (!m_service) return;
@@ -58,33 +61,16 @@ public:
     }
 
 private:
-    std::pair<std::string, std::string> Config() const
-    {
-        std::vector<char> buffer(8192);
-        auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGA*>(buffer.data());
-        DWORD needed = 0;
-        if (!QueryServiceConfigA(m_service, config, static_cast<DWORD>(buffer.size()), &needed)) return {};
-        return {config->lpBinaryPathName ? config->lpBinaryPathName : "",
-                config->lpDisplayName ? config->lpDisplayName : ""};
-    }
-    SC_HANDLE m_manager = nullptr;
-    SC_HANDLE m_service = nullptr;
+    SC_HANDLE m_manager, m_service;
 };
 
 class Service : public HelperRun
 {
 protected:
-    void SetUp() override
-    {
-        HelperRun::SetUp();
-        Registered().Delete(); // what an interrupted earlier run may have left
-    }
-    void TearDown() override
-    {
-        Registered().Delete();
-        HelperRun::TearDown();
-    }
-    Child::Options Word(std::vector<std::string> words) const { return Case("service", std::move(words)); }
+    // What an interrupted earlier run may have left, and what this one leaves.
+    void SetUp() override { HelperRun::SetUp(), Registered().Delete(); }
+    void TearDown() override { Registered().Delete(), HelperRun::TearDown(); }
+    Child Word(const std::vector<std::string>& words) const { return Run("service", words); }
 };
 
 } // namespace
@@ -92,64 +78,51 @@ protected:
 TEST_F(Service, TheWholeCycleThroughTheServiceControlManager)
 {
     // Install: the account switches stay out of the stored command line.
-    Child install(Helper(), Word({"-InstallService", "-Name", "Night", "Render", "-Password", "secret", "-Description",
-                                  "Renders", "frames"}));
+    Child install = Word(
+        {"-InstallService", "-Name", "Night", "Render", "-Password", "secret", "-Description", "Renders", "frames"});
     ASSERT_EQ(install.Wait(), 0) << install.Errors();
-    {
-        Registered service;
-        ASSERT_TRUE(service.Exists());
-        EXPECT_EQ(service.DisplayName(), "Night Render");
-        const std::string image = service.ImagePath();
-        EXPECT_EQ(image.rfind("\"", 0), 0u) << image;
-        EXPECT_TRUE(Has(image, "app_helper.exe\" ")) << image;
-        EXPECT_TRUE(Has(image, "-Case service"));
-        EXPECT_TRUE(Has(image, " -Service"));
-        for (const char* word : {"secret", "Night", "-Password", "-Name"}) EXPECT_FALSE(Has(image, word)) << image;
-    }
+    const auto [image, displayName] = Registered().Config();
+    EXPECT_EQ(displayName, "Night Render");
+    EXPECT_EQ(image.rfind("\"", 0), 0u) << image;
+    for (const char* word : {"app_helper.exe\" ", "-Case service", " -Service"}) EXPECT_TRUE(Has(image, word)) << image;
+    for (const char* word : {"secret", "Night", "-Password", "-Name"}) EXPECT_FALSE(Has(image, word)) << image;
     EXPECT_TRUE(Has(StartupLog(install.Pid()), "Installed app_helper (Night Render) as service:\n\n\""));
-
-    Child again(Helper(), Word({"-InstallService"}));
-    EXPECT_EQ(again.Wait(), 0x20000006);
+    EXPECT_EQ(Word({"-InstallService"}).Wait(), 0x20000006);
 
     // Start and wait: the service runs the helper's run loop until it is stopped.
-    Child start(Helper(), Word({"-StartService", "-Wait", "60"}));
+    Child start = Word({"-StartService", "-Wait", "60"});
     ASSERT_EQ(start.Wait(120), 0) << start.Errors();
     EXPECT_EQ(Registered().State(), static_cast<DWORD>(SERVICE_RUNNING));
-    Child stop(Helper(), Word({"-StopService", "-Wait", "60"}));
+    Child stop = Word({"-StopService", "-Wait", "60"});
     ASSERT_EQ(stop.Wait(120), 0) << stop.Errors();
     EXPECT_EQ(Registered().State(), static_cast<DWORD>(SERVICE_STOPPED));
-    const std::string log = Log();
-    EXPECT_TRUE(Has(log, "Service control has requested termination")) << log;
-    EXPECT_TRUE(Has(log, "app_helper Shut down"));
+    EXPECT_TRUE(Has(Log(), "Service control has requested termination")) << Log();
+    EXPECT_TRUE(Has(Log(), "app_helper Shut down"));
 
     // Started with parameters of its own: those are used in place of the stored command line. They
     // make it give itself a log-off event, which a service ignores, and stop after 20 passes.
-    const fs::path custom = m_dir / "custom";
-    fs::create_directories(custom);
+    fs::create_directories(m_dir / "custom");
     {
         Registered service;
-        const std::string folder = Native(custom);
+        const std::string folder = Native(m_dir / "custom");
         const char* arguments[] = {kName, "-Case", "console-event", "-Event", "5", "-LogFolder", folder.c_str()};
         ASSERT_TRUE(::StartServiceA(service.Handle(), 7, arguments));
         ASSERT_TRUE(service.AwaitState(SERVICE_STOPPED));
     }
-    const std::string customLog = Read(custom / "app_helper.log");
-    EXPECT_TRUE(Has(customLog, "app_helper Shut down")) << customLog;
-    EXPECT_FALSE(Has(customLog, "Unhandled interrupt"));
+    const std::string custom = Read(m_dir / "custom" / "app_helper.log");
+    EXPECT_TRUE(Has(custom, "app_helper Shut down")) << custom;
+    EXPECT_FALSE(Has(custom, "Unhandled interrupt"));
 
-    Child remove(Helper(), Word({"-RemoveService"}));
-    ASSERT_EQ(remove.Wait(), 0) << remove.Errors();
+    ASSERT_EQ(Word({"-RemoveService"}).Wait(), 0);
     EXPECT_FALSE(Registered().Exists());
-    Child removeAgain(Helper(), Word({"-RemoveService"}));
-    EXPECT_EQ(removeAgain.Wait(), 0x20000008);
-    Child startMissing(Helper(), Word({"-StartService"}));
-    EXPECT_EQ(startMissing.Wait(), 0x20000008);
+    EXPECT_EQ(Word({"-RemoveService"}).Wait(), 0x20000008);
+    EXPECT_EQ(Word({"-StartService"}).Wait(), 0x20000008);
 }
 
 TEST_F(Service, RunningAsAServiceOutsideTheManagerFails)
 {
     // (Wine's dispatcher may take ten seconds to give up.)
-    Child child(Helper(), Word({"-Service"}));
+    Child child = Word({"-Service"});
     EXPECT_EQ(child.Wait(60), 0x20000008);
     EXPECT_TRUE(Has(child.Errors(), "The executable failed to start."));
     EXPECT_TRUE(Has(StartupLog(child.Pid()), "Could not start service control dispatcher"));

@@ -63,6 +63,19 @@ public:
     bool Execute() override { throw 42; }
 };
 
+// Destroyed after the application object (made before it): with "-Case exit-race" its destructor widens
+// the time in which the program's statics go, for an interrupt to arrive in.
+bool g_slowExit = false;
+struct SlowExit
+{
+    ~SlowExit()
+    {
+        if (!g_slowExit) return;
+        Say("exiting");
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    }
+} slowExit;
+
 class Helper : public Application, public HasSlots<>
 {
 public:
@@ -77,14 +90,12 @@ public:
     {
         m_case = commandLine.GetArgument("Case", 0, String());
         m_event = commandLine.GetArgument("Event", 0, -1);
+        g_slowExit = m_case == "exit-race";
         if (m_case == "startup-throws") Exception::Throw("Helper", "Startup", 0, "cannot start", 0, String(), Error);
         const bool started = Application::Startup(commandLine);
-        Say("app " + AppName());
-        Say("logdir " + LogDir().Text());
-        Say("logfile " + Log::s_GlobalLog->Filename().Text());
-        Say(SFormat("levels %d %d", static_cast<int>(Log::s_GlobalLog->DisplayLevel()),
-                    static_cast<int>(Log::s_GlobalLog->FileLevel())));
-        Say("affinity " + Platform::GetEnvironment("VARNEL_PROC_AFFINITY"));
+        Say("app " + AppName() + "\nlogdir " + LogDir().Text() + "\nlogfile " + Log::s_GlobalLog->Filename().Text() +
+            SFormat("\nlevels %d %d", int(Log::s_GlobalLog->DisplayLevel()), int(Log::s_GlobalLog->FileLevel())) +
+            "\naffinity " + Platform::GetEnvironment("VARNEL_PROC_AFFINITY"));
         if (m_case == "startup-false") return false;
         if (m_case == "thread-fails") m_worker.Start();
         return started;
