@@ -6,6 +6,8 @@
 #include <dovo/String.h>
 #include <dovo/StringTokenizer.h>
 #include <dovo/Time.h>
+#include <dovo/UID.h>
+#include <dovo/Array.h>
 
 #include <dovo/Exception.h>
 #include <dovo/FileException.h>
