@@ -35,6 +35,14 @@
 #include <dovo/Trigger.h>
 #include <dovo/_AutoHandle.h>
 
+#include <dovo/Stream.h>
+#include <dovo/InStream.h>
+#include <dovo/OutStream.h>
+#include <dovo/RAMBlock.h>
+#include <dovo/DynamicBuffer.h>
+#include <dovo/DynamicBufferStream.h>
+#include <dovo/SetExceptionLevel.h>
+
 #include <dovo/File.h>
 #include <dovo/Path.h>
 
