@@ -3,9 +3,14 @@
 // The operating system's side of File: narrow calls, each on a path already resolved by File.cpp
 // (no "~", no trailing separator). None of them throws.
 
+#include <dovo/Path.h>
 #include <dovo/String.h>
 
 namespace dovo::filesystem {
+
+/// The text handed to the system for a path: "~" taken from the user's folder, trailing separators
+/// dropped (a root keeps its own).
+String NativePath(const Path& path);
 
 /// Whether something exists at the path; fills whether it is a folder and its size in bytes.
 bool Stat(const char* path, bool& directory, long long& size);

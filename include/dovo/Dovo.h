@@ -44,6 +44,8 @@
 #include <dovo/SetExceptionLevel.h>
 
 #include <dovo/File.h>
+#include <dovo/InFile.h>
+#include <dovo/OutFile.h>
 #include <dovo/Path.h>
 
 #include <dovo/Platform.h>
