@@ -2,6 +2,8 @@
 
 #include <dovo/InStream.h>
 
+#include <dovo/Log.h>
+#include <dovo/Path.h>
 #include <dovo/RAMBlock.h>
 #include <dovo/Time.h>
 #include <dovo/UID.h>
@@ -418,6 +420,26 @@ int InStream::Get(String& text)
     const int got = Read(raw.data(), length);
     raw.resize(static_cast<std::size_t>(got));
     text = String(std::move(raw));
+    return got + 4;
+}
+
+int InStream::Get(Path& path)
+{
+    int index = 0;
+    Get(index);
+    String text;
+    const int got = Get(text);
+    if (index < 0) {
+        path = Path::TranslateToLocal(text);
+        return got + 4;
+    }
+    const String root = Path::_GetLocalRoot(index);
+    path = Path(root) / Path(text);
+    path.MakeSlashesLocal();
+    if (root.Empty())
+        GlobalLog(static_cast<LogLevel>(3),
+                  SFormat("Unable to find a local root for translation index %d. Resulting Path: ", index) +
+                      path.Text());
     return got + 4;
 }
 

@@ -94,6 +94,9 @@ public:
     int Get(double& value);
     /// A 4-byte length (0 to 1,048,576) and the bytes.
     int Get(String& text);
+    /// A 4-byte translation index and a String: below 0 the text is translated to this machine
+    /// (Path::TranslateToLocal); otherwise it is put under this machine's root for that index.
+    int Get(Path& path);
     int Get(UID& id);
     /// 0 is no time; with an adjustment set, other times are moved by its value.
     int Get(Time& time);

@@ -1,3 +1,5 @@
+#include <dovo/DynamicBuffer.h>
+#include <dovo/DynamicBufferStream.h>
 #include <dovo/File.h>
 #include <dovo/FileException.h>
 #include <dovo/InFile.h>
@@ -138,4 +140,51 @@ TEST_F(FileTransportTest, StreamsOverFiles)
         more.Put(-1);
     }
     EXPECT_EQ(File::FileSize(path), 400011);
+}
+
+TEST(PathTranslationTest, RootsOfEveryPlatform)
+{
+    Path::SetTranslationRoots(0, "R:\\jobs", "/mnt/jobs");
+    Path::SetTranslationRoots(1, "\\\\farm\\assets", "/net/assets");
+    Path::SetTranslationRoots(2, "Q:\\", ""); // this share is not reached from Linux
+    const bool windows = Path::LocalRootPlatform() == Path::WindowsRoots;
+    const char sep = Path::LocalSeparator();
+    auto local = [&](const char* w, const char* l) { return Path(windows ? w : l).MakeSlashesLocal().Text(); };
+    struct Row
+    {
+        const char* text;
+        String expected;
+    } rows[] = {
+        {"r:/JOBS/a/b.exr", local("R:\\jobs\\a\\b.exr", "/mnt/jobs/a/b.exr")},
+        {"/mnt/jobs/a", local("R:\\jobs\\a", "/mnt/jobs/a")},
+        {"//farm/assets/tex.png", local("\\\\farm\\assets\\tex.png", "/net/assets/tex.png")},
+        {"/mnt/jobsite/a", "/mnt/jobsite/a"}, // whole parts only
+        {"/Mnt/jobs/a", "/Mnt/jobs/a"},       // Linux roots in their own case
+        {"/mnt/jobs", local("R:\\jobs", "/mnt/jobs")},
+        {"relative/x", "relative/x"},
+    };
+    for (const Row& row : rows) EXPECT_EQ(Path::TranslateToLocal(row.text).Text(), row.expected) << row.text;
+    EXPECT_EQ(Path::TranslateToLocal("Q:\\x").Text(), windows ? String("Q:") + sep + "x" : String("Q:\\x"));
+    EXPECT_EQ(Path::_GetLocalRoot(1), windows ? "\\\\farm\\assets" : "/net/assets");
+    EXPECT_EQ(Path::_GetLocalRoot(9), "");
+
+    // Through a stream: index -1 translates, an index names the root, a missing root keeps the text.
+    DynamicBuffer block(0, 0);
+    {
+        DynamicBufferStream out(&block);
+        out.Put(Path("/mnt/jobs/shot1"));
+        out.Put(1), out.Put(String("tex/a.png"));
+        out.Put(7), out.Put(String("x/y"));
+        out.Detach();
+    }
+    RAMBlock all(block.Data(), static_cast<int>(block.Position()));
+    InStream reader(64);
+    reader.Attach(&all);
+    Path a, b, c;
+    reader.Get(a), reader.Get(b), reader.Get(c);
+    EXPECT_EQ(a.Text(), local("R:\\jobs\\shot1", "/mnt/jobs/shot1"));
+    EXPECT_EQ(b.Text(), local("\\\\farm\\assets\\tex\\a.png", "/net/assets/tex/a.png"));
+    EXPECT_EQ(c.Text(), local("x\\y", "x/y"));
+    Path::ClearTranslationRoots();
+    EXPECT_EQ(Path::TranslateToLocal("/mnt/jobs/a").Text(), "/mnt/jobs/a");
 }
