@@ -5,6 +5,9 @@
 
 #include <dovo/Path.h>
 #include <dovo/String.h>
+#include <dovo/Time.h>
+
+#include <vector>
 
 namespace dovo::filesystem {
 
@@ -30,5 +33,18 @@ String UserDir();
 /// The machine folder when the override is not set.
 String MachineDirDefault();
 String TempDir();
+
+/// One entry of a folder.
+struct DirEntry
+{
+    String name;
+    bool directory = false;
+    long long size = 0;
+    Time modified;
+};
+/// Every entry of the folder; false when it cannot be read.
+bool ListDirectory(const char* path, std::vector<DirEntry>& out);
+/// Whether the platform's file names are compared in any case.
+bool NamesIgnoreCase();
 
 } // namespace dovo::filesystem

@@ -46,6 +46,7 @@
 #include <dovo/File.h>
 #include <dovo/InFile.h>
 #include <dovo/OutFile.h>
+#include <dovo/FileFinder.h>
 #include <dovo/Path.h>
 
 #include <dovo/Platform.h>

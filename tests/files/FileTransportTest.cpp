@@ -2,6 +2,7 @@
 #include <dovo/DynamicBufferStream.h>
 #include <dovo/File.h>
 #include <dovo/FileException.h>
+#include <dovo/FileFinder.h>
 #include <dovo/InFile.h>
 #include <dovo/OutFile.h>
 
@@ -9,6 +10,7 @@
 
 #include <cstring>
 #include <functional>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -29,7 +31,7 @@ protected:
     }
     void TearDown() override
     {
-        for (const char* name : {"a.bin", "b.txt", "big.bin"}) File::Remove(m_dir / name);
+        for (const char* name : {"a.bin", "b.txt", "big.bin", "sub/"}) File::Remove(m_dir / name);
         File::Remove(m_dir);
     }
 
@@ -187,4 +189,43 @@ TEST(PathTranslationTest, RootsOfEveryPlatform)
     EXPECT_EQ(c.Text(), local("x\\y", "x/y"));
     Path::ClearTranslationRoots();
     EXPECT_EQ(Path::TranslateToLocal("/mnt/jobs/a").Text(), "/mnt/jobs/a");
+}
+
+TEST_F(FileTransportTest, FindsByWildcard)
+{
+    const std::string many(3000, 'a');
+    struct Row
+    {
+        const char* name;
+        const char* pattern;
+        bool matches;
+    } rows[] = {
+        {"a.log", "*.log", true},  {"a.log.1", "*.log", false},
+        {"a.log", "?.log", true},  {"ab.log", "?.log", false},
+        {"", "*", true},           {"abc", "a*b*c", true},
+        {"abcbd", "a*b*c", false}, {"aXbYc", "a*b?c", true},
+        {"x", "", false},          {many.c_str(), "*a*a*a*b", false}, // no exponential backtracking
+    };
+    for (const Row& row : rows) EXPECT_EQ(FileFinder::Matches(row.name, row.pattern), row.matches) << row.pattern;
+    EXPECT_EQ(FileFinder::Matches("A.LOG", "*.log"), Path::LocalSeparator() == '\\');
+
+    {
+        OutFile a(m_dir / "a.bin");
+        a.Put(1);
+        OutFile b(m_dir / "b.txt");
+    }
+    ASSERT_TRUE(File::CreateDirectory(m_dir / "sub", false));
+    std::map<std::string, std::tuple<bool, long long>> found;
+    for (FileFinder f(m_dir / Path("*")); f.Next();) {
+        found[f.Name().str()] = std::tuple(f.IsDirectory(), f.Size());
+        EXPECT_EQ(f.FullPath(), m_dir / Path(f.Name()));
+        EXPECT_LE((Time::CurrentTime() - f.Modified()).TotalSeconds(), 3600) << f.Name();
+    }
+    EXPECT_EQ(found, (std::map<std::string, std::tuple<bool, long long>>{
+                         {"a.bin", {false, 4}}, {"b.txt", {false, 0}}, {"sub", {true, 0}}}));
+    int bins = 0;
+    for (FileFinder f(m_dir / Path("*.bin")); f.Next();) ++bins;
+    EXPECT_EQ(bins, 1);
+    FileFinder none(m_dir / "missing" / "*");
+    EXPECT_FALSE(none.Next());
 }
