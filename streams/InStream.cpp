@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
 namespace dovo {
 
@@ -17,6 +18,8 @@ namespace {
 constexpr int ErrorBadRequest = 0x20000011;
 constexpr int ErrorTooLarge = 0x20000012;
 constexpr int kMaxString = 1048576;
+// Blocks up to this size are allocated whole before they are read.
+constexpr int kDirectBlock = 1 << 20;
 
 bool InSet(const char* set, unsigned char c) { return c != 0 && std::strchr(set, c) != nullptr; }
 } // namespace
@@ -470,15 +473,36 @@ int InStream::Get(RAMBlock& block)
         block.Set(nullptr, 0, true);
         return 8;
     }
-    // A length that no block can hold is refused before anything is allocated.
     if (length > 0x7FFFFFFF)
         RaiseException("Get", ErrorTooLarge,
                        SFormat("Asked to extract RAMBlock (%lld bytes) larger than maximum allowed (%d bytes). ",
                                length, 0x7FFFFFFF),
                        0);
-    block.Set(nullptr, static_cast<int>(length), true);
-    block.BeginUsing();
-    return Read(block.Data(), static_cast<int>(length)) + 8;
+    const int size = static_cast<int>(length);
+    if (size <= kDirectBlock) {
+        block.Set(nullptr, size, true);
+        block.BeginUsing();
+        return Read(block.Data(), size) + 8;
+    }
+    // A large length is believed only as far as bytes arrive: the memory grows with them, so a few
+    // bytes claiming two gigabytes cost no more than they bring.
+    std::unique_ptr<unsigned char[]> data;
+    int capacity = 0, got = 0;
+    while (got < size) {
+        if (got == capacity) {
+            const int grown =
+                static_cast<int>(std::min<long long>(size, std::max<long long>(kDirectBlock, 2LL * capacity)));
+            std::unique_ptr<unsigned char[]> bigger(new unsigned char[grown]());
+            if (got > 0) std::memcpy(bigger.get(), data.get(), got);
+            data = std::move(bigger);
+            capacity = grown;
+        }
+        const int n = Read(data.get() + got, capacity - got);
+        if (n == 0) break;
+        got += n;
+    }
+    block.Set(data.release(), got, true);
+    return got + 8;
 }
 
 Time* InStream::AdjustTime(Time* adjustment)

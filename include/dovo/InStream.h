@@ -100,7 +100,8 @@ public:
     int Get(UID& id);
     /// 0 is no time; with an adjustment set, other times are moved by its value.
     int Get(Time& time);
-    /// An 8-byte length and the bytes, into memory the block owns.
+    /// An 8-byte length and the bytes, into memory the block owns. A block longer than 1 MiB grows with
+    /// the bytes that arrive, and one cut short by the end of the data is as long as what arrived.
     int Get(RAMBlock& block);
 
     /// Sets the adjustment for times read (null for none); returns the previous one.

@@ -254,6 +254,12 @@ TEST(StreamTest, RoundTripAndBadInput)
     RAMBlock target;
     EXPECT_EQ(hin.Get(target), 8); // a negative length is an empty block, nothing allocated
     EXPECT_FALSE(target.IsUsable());
+    Bytes claim{0xFF, 0xFF, 0xFF, 0x7F, 0, 0, 0, 0, 1, 2, 3, 4, 5}; // 2 GB claimed, 5 bytes there
+    RAMBlock claimBlock(claim.data(), static_cast<int>(claim.size()));
+    InStream cin(16);
+    cin.Attach(&claimBlock);
+    EXPECT_EQ(cin.Get(target), 13);
+    EXPECT_EQ(Bytes(target.Data(), target.Data() + target.Size()), (Bytes{1, 2, 3, 4, 5}));
 }
 
 TEST(StreamTest, BytesLinesAndEnd)
