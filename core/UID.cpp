@@ -7,6 +7,7 @@
 #include "core/UIDSystem.h"
 
 #include <cstring>
+#include <thread>
 
 namespace dovo {
 
@@ -15,7 +16,6 @@ namespace {
 constexpr int ErrorBadText = 0x20000004;
 constexpr int ErrorCannotCreate = 0x20000006;
 constexpr char kNilText[] = "00000000-0000-0000-0000-000000000000";
-constexpr unsigned char kZeros[16] = {};
 
 // Never freed: it starts with one hold more than UID::Full takes.
 UID::uid_t g_fullBlock{{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
@@ -57,16 +57,30 @@ void UID::Release() noexcept
     if (block && block->count.fetch_sub(1, std::memory_order_acq_rel) == 1) delete block;
 }
 
-void UID::GenString() noexcept
+// The text cache's first byte tells its state: 0 empty, 1 being filled, else filled. One thread fills
+// the rest and publishes it with the first byte; others wait for that (a few nanoseconds).
+constexpr char kEmpty = 0, kFilling = 1;
+
+void UID::GenString() const noexcept
 {
-    static constexpr char digits[] = "0123456789abcdef";
-    char* out = m_data->text;
-    for (int i = 0; i < 16; ++i) {
-        *out++ = digits[m_data->bytes[i] >> 4];
-        *out++ = digits[m_data->bytes[i] & 0x0F];
-        if (i == 3 || i == 5 || i == 7 || i == 9) *out++ = '-';
+    std::atomic_ref<char> state(m_data->text[0]);
+    char seen = state.load(std::memory_order_acquire);
+    if (seen > kFilling) return;
+    if (seen == kEmpty && state.compare_exchange_strong(seen, kFilling, std::memory_order_acquire)) {
+        static constexpr char digits[] = "0123456789abcdef";
+        char text[37];
+        char* out = text;
+        for (int i = 0; i < 16; ++i) {
+            *out++ = digits[m_data->bytes[i] >> 4];
+            *out++ = digits[m_data->bytes[i] & 0x0F];
+            if (i == 3 || i == 5 || i == 7 || i == 9) *out++ = '-';
+        }
+        *out = '\0';
+        std::memcpy(m_data->text + 1, text + 1, 36);
+        state.store(text[0], std::memory_order_release);
+        return;
     }
-    *out = '\0';
+    while (state.load(std::memory_order_acquire) <= kFilling) std::this_thread::yield();
 }
 
 void UID::Assign(const unsigned char* bytes)
@@ -75,8 +89,14 @@ void UID::Assign(const unsigned char* bytes)
         Reset();
         return;
     }
+    // A block held by this UID alone is rewritten in place: reading many identifiers into one UID then
+    // allocates once.
+    if (m_data && m_data->count.load(std::memory_order_acquire) == 1) {
+        std::memcpy(m_data->bytes, bytes, 16);
+        std::atomic_ref<char>(m_data->text[0]).store(kEmpty, std::memory_order_relaxed);
+        return;
+    }
     std::memcpy(NewData(), bytes, 16);
-    GenString();
 }
 
 UID::UID(bool generate)
@@ -86,7 +106,6 @@ UID::UID(bool generate)
     if (!uidsystem::Generate(bytes))
         Exception::Throw("UID", "Generator", ErrorCannotCreate, "Unable to generate a UID", -1, String(), 1);
     std::memcpy(NewData(), bytes, 16);
-    GenString();
 }
 
 UID::UID(const char* text, bool throwOnError)
@@ -147,13 +166,15 @@ bool UID::FromString(FormatString text)
     if (count != 16) return false;
     // Sixteen zero digits parse as a value, not as nil: the text said so.
     std::memcpy(NewData(), bytes, 16);
-    GenString();
     return true;
 }
 
-const char* UID::ToString() const noexcept { return m_data ? m_data->text : kNilText; }
-
-const unsigned char* UID::BinaryData() const noexcept { return m_data ? m_data->bytes : kZeros; }
+const char* UID::ToString() const noexcept
+{
+    if (!m_data) return kNilText;
+    GenString();
+    return m_data->text;
+}
 
 bool UID::operator==(const UID& other) const noexcept
 {

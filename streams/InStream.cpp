@@ -405,9 +405,11 @@ int InStream::Get(double& value)
     return got;
 }
 
-int InStream::Get(String& text)
+int InStream::GetString(String& text)
 {
-    text = String();
+    // The string's own memory is reused: reading many strings into one String allocates once.
+    std::string& raw = text;
+    raw.clear();
     int length = 0;
     Get(length);
     if (length < 0)
@@ -418,11 +420,14 @@ int InStream::Get(String& text)
             "Get", ErrorTooLarge,
             SFormat("Asked to extract String (%d bytes) larger than maximum allowed (%d bytes). ", length, kMaxString),
             0);
-    if (length == 0) return 4;
-    std::string raw(static_cast<std::size_t>(length), '\0');
+    if (length <= m_bufEnd - m_bufPos) {
+        raw.assign(reinterpret_cast<const char*>(m_buffer + m_bufPos), static_cast<std::size_t>(length));
+        m_bufPos += length;
+        return length + 4;
+    }
+    raw.resize(static_cast<std::size_t>(length));
     const int got = Read(raw.data(), length);
     raw.resize(static_cast<std::size_t>(got));
-    text = String(std::move(raw));
     return got + 4;
 }
 
@@ -448,6 +453,11 @@ int InStream::Get(Path& path)
 
 int InStream::Get(UID& id)
 {
+    if (m_bufEnd - m_bufPos >= 16) {
+        id.Assign(m_buffer + m_bufPos);
+        m_bufPos += 16;
+        return 16;
+    }
     unsigned char bytes[16];
     const int got = Read(bytes, 16);
     if (got == 16) id.Assign(bytes);

@@ -14,7 +14,6 @@ namespace dovo {
 
 namespace {
 constexpr int ErrorTooLarge = 0x20000012;
-constexpr int kMaxString = 1048576;
 } // namespace
 
 OutStream::OutStream(int bufferSize, bool binary, bool flushOnNewline)
@@ -57,14 +56,19 @@ void OutStream::Flush()
     if (m_capacity > 0) DumpBuffer();
 }
 
-int OutStream::Write(const void* data, int size)
+int OutStream::WriteThrough(const void* data, int size)
 {
-    FailIfNotActive("Write");
     const auto* in = static_cast<const unsigned char*>(data);
+    FailIfNotActive("Write");
     if (m_capacity == 0) return DoWrite(in, size);
     int done = 0;
     while (done < size) {
         PreWrite();
+        // A buffer's worth or more goes to the transport from the caller's memory, not through a copy.
+        if (m_writeThrough && m_bufEnd == 0 && size - done >= m_capacity) {
+            DoWrite(in + done, size - done);
+            return size;
+        }
         const int piece = std::min(size - done, m_capacity - m_bufPos);
         std::memcpy(m_buffer + m_bufPos, in + done, piece);
         AdvanceBuffer(piece);
@@ -88,21 +92,7 @@ int OutStream::Put(unsigned char c)
     return 1;
 }
 
-int OutStream::Put(float value)
-{
-    std::uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return PutLE(bits);
-}
-
-int OutStream::Put(double value)
-{
-    std::uint64_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return PutLE(bits);
-}
-
-int OutStream::Put(const String& text)
+int OutStream::PutString(const String& text)
 {
     const int length = text.Length();
     if (!m_binary) return Write(text.c_str(), length);
@@ -120,12 +110,6 @@ int OutStream::Put(const Path& path)
     if (!m_binary) return Put(path.Text());
     Put(-1);
     return Put(path.Text()) + 4;
-}
-
-int OutStream::Put(const UID& id)
-{
-    Write(id.BinaryData(), 16);
-    return 16;
 }
 
 int OutStream::Put(const RAMBlock& block)

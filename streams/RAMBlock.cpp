@@ -54,7 +54,7 @@ String RAMBlock::GetName()
 
 void RAMBlock::_Allocate()
 {
-    m_data = new unsigned char[m_size > 0 ? m_size : 1]();
+    m_data = new unsigned char[m_size > 0 ? m_size : 1];
     AllocationSignal.Emit(this);
 }
 
@@ -136,7 +136,7 @@ void DynamicBuffer::Grow(int n)
     unsigned char* old = m_data;
     const int keep = std::min(m_position, before);
     m_size = static_cast<int>(before + add);
-    m_data = new unsigned char[m_size]();
+    m_data = new unsigned char[m_size];
     if (old && keep > 0) std::memcpy(m_data, old, keep);
     // The observers re-point to the new memory before the old goes.
     AllocationSignal.Emit(this);
@@ -163,6 +163,7 @@ int DynamicBuffer::Write(const unsigned char* in, int n)
 
 DynamicBufferStream::DynamicBufferStream(DynamicBuffer* buffer) : OutStream(0, true, false), m_block(buffer)
 {
+    m_writeThrough = false;
     buffer->AllocationSignal.Connect(this, &DynamicBufferStream::_AllocMessageBuffer);
     buffer->BeginUsing();
     Attach(buffer);

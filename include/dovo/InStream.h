@@ -3,7 +3,9 @@
 #include <dovo/Stream.h>
 #include <dovo/StreamException.h>
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 namespace dovo {
@@ -93,7 +95,19 @@ public:
     int Get(float& value);
     int Get(double& value);
     /// A 4-byte length (0 to 1,048,576) and the bytes.
-    int Get(String& text);
+    int Get(String& text)
+    {
+        if (m_bufEnd - m_bufPos >= 4) {
+            const auto length = static_cast<std::int32_t>(Load<std::uint32_t>(m_buffer + m_bufPos));
+            if (length >= 0 && length <= m_bufEnd - m_bufPos - 4) {
+                static_cast<std::string&>(text).assign(reinterpret_cast<const char*>(m_buffer + m_bufPos + 4),
+                                                       static_cast<std::size_t>(length));
+                m_bufPos += 4 + length;
+                return length + 4;
+            }
+        }
+        return GetString(text);
+    }
     /// A 4-byte translation index and a String: below 0 the text is translated to this machine
     /// (Path::TranslateToLocal); otherwise it is put under this machine's root for that index.
     int Get(Path& path);
@@ -151,14 +165,23 @@ protected:
     int SkipEOL();
 
 private:
+    /// A little-endian unsigned value from memory.
+    template <typename U>
+    static U Load(const unsigned char* in)
+    {
+        U v = 0;
+        if constexpr (std::endian::native == std::endian::little) std::memcpy(&v, in, sizeof(U));
+        else
+            for (unsigned i = 0; i < sizeof(U); ++i) v = static_cast<U>(v | static_cast<U>(in[i]) << (8 * i));
+        return v;
+    }
+
     template <typename T>
     int GetLE(T& value)
     {
         using U = std::make_unsigned_t<T>;
         if (m_bufEnd - m_bufPos >= static_cast<int>(sizeof(T))) {
-            const unsigned char* in = m_buffer + m_bufPos;
-            U v = 0;
-            for (unsigned i = 0; i < sizeof(T); ++i) v = static_cast<U>(v | static_cast<U>(in[i]) << (8 * i));
+            const U v = Load<U>(m_buffer + m_bufPos);
             m_bufPos += sizeof(T);
             value = static_cast<T>(v);
             return sizeof(T);
@@ -169,6 +192,7 @@ private:
         return got;
     }
     int GetSlow(std::uint64_t& value, int size);
+    int GetString(String& text);
     void ThrowIfAtEnd(const char* where);
     /// Refills an empty buffer; true when a byte is there to read.
     bool Buffered();

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <dovo/Stream.h>
+#include <dovo/UID.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -9,7 +11,6 @@ namespace dovo {
 
 class Path;
 class RAMBlock;
-class UID;
 
 /// The writing side of a Stream: bytes gathered in the buffer and handed to the transport when it is
 /// full or flushed, values in the library's little-endian binary form, text lines with a chosen line
@@ -34,7 +35,16 @@ public:
     virtual long long Position() const { return m_transportPos + m_bufPos; }
 
     /// Bytes accepted (all of them with a buffer; what the transport took without one).
-    int Write(const void* data, int size);
+    int Write(const void* data, int size)
+    {
+        // With room in the buffer the bytes are only copied (the transport is checked when it is reached).
+        if (m_active && size >= 0 && size <= m_capacity - m_bufPos) {
+            std::memcpy(m_buffer + m_bufPos, data, static_cast<std::size_t>(size));
+            AdvanceBuffer(static_cast<unsigned>(size));
+            return size;
+        }
+        return WriteThrough(data, size);
+    }
 
     // Each value's bytes least significant first; the number of bytes is returned.
     int Put(unsigned char c);
@@ -45,14 +55,28 @@ public:
     int Put(unsigned int value) { return PutLE<std::uint32_t>(value); }
     int Put(long long value) { return PutLE<std::uint64_t>(static_cast<std::uint64_t>(value)); }
     int Put(unsigned long long value) { return PutLE<std::uint64_t>(value); }
-    int Put(float value);
-    int Put(double value);
+    int Put(float value) { return PutLE(std::bit_cast<std::uint32_t>(value)); }
+    int Put(double value) { return PutLE(std::bit_cast<std::uint64_t>(value)); }
     /// Binary: a 4-byte length and the bytes (at most 1,048,576, else error 0x20000012); plain: the bytes.
-    int Put(const String& text);
+    int Put(const String& text)
+    {
+        const int length = text.Length();
+        if (m_binary && length <= kMaxString && length + 4 <= m_capacity - m_bufPos && m_active) {
+            PutLE(static_cast<std::uint32_t>(length));
+            std::memcpy(m_buffer + m_bufPos, text.c_str(), static_cast<std::size_t>(length));
+            AdvanceBuffer(static_cast<unsigned>(length));
+            return length + 4;
+        }
+        return PutString(text);
+    }
     /// Binary: translation index -1 and the text as a binary String; plain: the text.
     int Put(const Path& path);
     /// The 16 bytes (zeros for nil).
-    int Put(const UID& id);
+    int Put(const UID& id)
+    {
+        Write(id.BinaryData(), 16);
+        return 16;
+    }
     /// An 8-byte length (the block's Position()) and that many bytes from its start.
     int Put(const RAMBlock& block);
     /// Text with each byte 10 written as the line end eol; a null text writes nothing.
@@ -105,13 +129,25 @@ protected:
         if (m_bufPos >= m_capacity) DumpBuffer();
     }
 
+    /// Whether a large Write may go to the transport without passing through the buffer (false for a
+    /// stream whose buffer is its transport's own memory).
+    bool m_writeThrough = true;
+
 private:
+    /// The longest String in binary form.
+    static constexpr int kMaxString = 1048576;
+
+    int WriteThrough(const void* data, int size);
+    int PutString(const String& text);
+
     template <typename T>
     int PutLE(T value)
     {
         if (m_capacity - m_bufPos >= static_cast<int>(sizeof(T)) && m_active && !m_flushOnNewline) {
             unsigned char* out = m_buffer + m_bufPos;
-            for (unsigned i = 0; i < sizeof(T); ++i) out[i] = static_cast<unsigned char>(value >> (8 * i));
+            if constexpr (std::endian::native == std::endian::little) std::memcpy(out, &value, sizeof(T));
+            else
+                for (unsigned i = 0; i < sizeof(T); ++i) out[i] = static_cast<unsigned char>(value >> (8 * i));
             AdvanceBuffer(sizeof(T));
             return sizeof(T);
         }

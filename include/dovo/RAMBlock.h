@@ -6,7 +6,8 @@
 namespace dovo {
 
 /// A transport over a block of memory of fixed size: the caller's memory, or its own allocated by
-/// BeginUsing. Reading past the end gives 0 bytes; writing past it raises.
+/// BeginUsing (its bytes are undefined until written). Reading past the end gives 0 bytes; writing past
+/// it raises.
 class DOVO_API RAMBlock : public Stream::Transport
 {
 public:

@@ -59,7 +59,7 @@ public:
     /// The text form; "00000000-0000-0000-0000-000000000000" for nil.
     const char* ToString() const noexcept;
     /// The 16 bytes (zeros for nil).
-    const unsigned char* BinaryData() const noexcept;
+    const unsigned char* BinaryData() const noexcept { return m_data ? m_data->bytes : kZeros; }
 
     bool operator==(const UID& other) const noexcept;
     bool operator!=(const UID& other) const noexcept { return !(*this == other); }
@@ -77,11 +77,13 @@ private:
     static uid_t* Alloc();
     /// Releases the current block and attaches a new zeroed one; returns its bytes.
     unsigned char* NewData();
-    /// Fills the block's text form from its bytes.
-    void GenString() noexcept;
+    /// Fills the text form from the bytes on first demand (once, whichever thread asks first).
+    void GenString() const noexcept;
     /// Takes sixteen bytes as the value; all zeros make the UID nil.
     void Assign(const unsigned char* bytes);
     void Release() noexcept;
+
+    static constexpr unsigned char kZeros[16] = {};
 
     uid_t* m_data = nullptr;
 };
