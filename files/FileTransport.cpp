@@ -7,6 +7,7 @@
 
 #include "files/FileHandle.h"
 #include "files/FileSystem.h"
+#include "objects/OSError.h"
 
 namespace dovo {
 
@@ -37,13 +38,15 @@ bool File::Opened(const Path& path, bool raise)
     m_path = path;
     const std::intptr_t handle = filehandle::Open(filesystem::NativePath(path).c_str(), m_mode);
     if (handle == filehandle::kInvalid) {
+        // Taken at once: building the message may change the thread's last error.
+        const int error = oserror::Last();
         const bool writes = m_mode & (modeWrite | modeAppend | modeReadWrite);
         if (!writes && (m_mode & modeMissingIsEmpty) && filehandle::LastErrorIsMissing()) {
             m_handle = kMissing;
             m_open = true;
             return true;
         }
-        if (raise) RaiseException("BeginUsing", ErrorFailed, "Could not open file " + path.Text(), -1);
+        if (raise) RaiseException("BeginUsing", ErrorFailed, "Could not open file " + path.Text(), error);
         return false;
     }
     m_handle = handle;
@@ -78,7 +81,10 @@ int File::Read(unsigned char* data, int size)
     if (!m_open) RaiseException("Read", ErrorBadState, "File is not open", 0);
     if (m_handle == kMissing || size <= 0) return 0;
     const int n = filehandle::Read(m_handle, data, size);
-    if (n < 0) RaiseException("Read", ErrorFailed, "Could not read from file " + m_path.Text(), -1);
+    if (n < 0) {
+        const int error = oserror::Last();
+        RaiseException("Read", ErrorFailed, "Could not read from file " + m_path.Text(), error);
+    }
     return n;
 }
 
@@ -86,8 +92,10 @@ int File::Write(const unsigned char* data, int size)
 {
     if (!m_open) RaiseException("Write", ErrorBadState, "File is not open", 0);
     if (size <= 0) return 0;
-    if (m_handle == kMissing || filehandle::Write(m_handle, data, size) < 0)
-        RaiseException("Write", ErrorFailed, "Could not write to file " + m_path.Text(), -1);
+    if (m_handle == kMissing || filehandle::Write(m_handle, data, size) < 0) {
+        const int error = m_handle == kMissing ? 0 : oserror::Last();
+        RaiseException("Write", ErrorFailed, "Could not write to file " + m_path.Text(), error);
+    }
     return size;
 }
 
