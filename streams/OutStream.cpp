@@ -14,6 +14,8 @@ namespace dovo {
 
 namespace {
 constexpr int ErrorTooLarge = 0x20000012;
+// The largest content a record header can give the size of.
+constexpr int kMaxRecord = 65535;
 } // namespace
 
 OutStream::OutStream(int bufferSize, bool binary, bool flushOnNewline)
@@ -46,9 +48,35 @@ int OutStream::DoWrite(const unsigned char* data, int size)
 
 void OutStream::DumpBuffer()
 {
+    // Bytes of open records stay: their sizes are still to be written into their headers.
+    int keep = 0;
+    if (m_markers) {
+        int floor = m_bufEnd;
+        for (const Marker* m = m_markers; m; m = m->m_next) floor = std::min(floor, m->m_start - 4);
+        keep = m_bufEnd - std::max(floor, 0);
+    }
+    if (keep > 0 && keep == m_bufEnd && m_bufPos >= m_capacity && m_capacity < kMaxRecord + 8) {
+        // The open records fill the whole buffer: it grows instead.
+        const int capacity = std::min(std::max(m_capacity * 2, 64), kMaxRecord + 8);
+        auto* bigger = new unsigned char[capacity];
+        std::memcpy(bigger, m_buffer, static_cast<std::size_t>(m_bufEnd));
+        if (m_ownsBuffer) delete[] m_buffer;
+        m_buffer = bigger;
+        m_capacity = capacity;
+        m_ownsBuffer = true;
+        BufferSignal.Emit();
+        return;
+    }
+    if (keep == m_bufEnd && m_bufPos < m_capacity) return; // an explicit flush inside a record
+    if (keep >= m_bufEnd) keep = 0;                        // a record too long to frame goes out as it is
     // A short write loses the rest: the transport has said "end" and the caller sees the status.
-    if (m_bufEnd > 0) DoWrite(m_buffer, m_bufEnd);
-    m_bufPos = m_bufEnd = 0;
+    const int out = m_bufEnd - keep;
+    if (out > 0) DoWrite(m_buffer, out);
+    if (keep > 0) {
+        std::memmove(m_buffer, m_buffer + out, static_cast<std::size_t>(keep));
+        for (Marker* m = m_markers; m; m = m->m_next) m->m_start -= out;
+    }
+    m_bufPos = m_bufEnd = keep;
 }
 
 void OutStream::Flush()
@@ -168,20 +196,38 @@ void OutStream::Marker::Mark(OutStream* stream, signed char revision, unsigned c
     Reset();
     if (!stream) return;
     stream->FailIfNoBuffer("OutStream::Marker::Mark()");
+    stream->FailIfNotActive("Put");
+    // The header goes into the buffer whole, so the record starts 4 bytes before its content.
+    if (stream->m_capacity - stream->m_bufPos < 4) stream->DumpBuffer();
+    if (stream->m_capacity - stream->m_bufPos < 4) stream->FailIfNoBuffer("OutStream::Marker::Mark()");
+    unsigned char* header = stream->m_buffer + stream->m_bufPos;
+    header[0] = static_cast<unsigned char>(revision), header[1] = flags, header[2] = header[3] = 0;
+    stream->AdvanceBuffer(4);
     stream->StatusSignal.Connect(this, &Marker::StatusChanged);
     m_stream = stream;
-    stream->Put(static_cast<unsigned char>(revision));
-    stream->Put(flags);
-    stream->Put(static_cast<unsigned short>(0));
-    m_start = stream->GetBufPos();
+    m_start = stream->m_bufPos;
+    m_next = stream->m_markers;
+    stream->m_markers = this;
+}
+
+void OutStream::Marker::Forget()
+{
+    OutStream* stream = m_stream;
+    m_stream = nullptr;
+    for (Marker** link = &stream->m_markers; *link; link = &(*link)->m_next)
+        if (*link == this) {
+            *link = m_next;
+            break;
+        }
+    m_next = nullptr;
+    stream->StatusSignal.Disconnect(this);
 }
 
 void OutStream::Marker::Reset()
 {
     OutStream* stream = m_stream;
     if (!stream) return;
-    m_stream = nullptr;
-    stream->StatusSignal.Disconnect(this);
+    Forget();
     // The size goes straight into the buffer: through Put a size byte of 10 could flush the record
     // away on a stream that flushes on new lines.
     const int size = stream->m_bufPos - m_start;
@@ -193,11 +239,7 @@ void OutStream::Marker::Reset()
 
 void OutStream::Marker::StatusChanged(int status)
 {
-    if (status == closing || status == closed || status == detaching || status == detached) {
-        OutStream* stream = m_stream;
-        m_stream = nullptr;
-        if (stream) stream->StatusSignal.Disconnect(this);
-    }
+    if (m_stream && (status == closing || status == closed || status == detaching || status == detached)) Forget();
 }
 
 } // namespace dovo

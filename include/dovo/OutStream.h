@@ -90,7 +90,9 @@ public:
     void FlushOnNewline(bool flush) { m_flushOnNewline = flush; }
 
     /// Frames a record: a 4-byte header (revision, flags, content size) that InStream::Block reads. The
-    /// size is filled in by Reset, in the buffer, so a record must fit the buffer (at most 65,535 bytes).
+    /// size is filled in by Reset, in the buffer: while a record is open the stream keeps its bytes in
+    /// the buffer (growing the buffer when the record needs more room), so a record of up to 65,535
+    /// bytes is framed whatever the buffer's size. Records nest.
     class DOVO_API Marker : public HasSlots<ThreadPolicy::LocalThreaded>
     {
     public:
@@ -110,8 +112,12 @@ public:
         void StatusChanged(int status);
 
     private:
+        friend class OutStream;
+        void Forget();
+
         OutStream* m_stream = nullptr;
         int m_start = 0;
+        Marker* m_next = nullptr; // the stream's other open records
     };
 
 protected:
@@ -132,6 +138,8 @@ protected:
     /// Whether a large Write may go to the transport without passing through the buffer (false for a
     /// stream whose buffer is its transport's own memory).
     bool m_writeThrough = true;
+    /// The open records, whose bytes stay in the buffer until they are closed.
+    Marker* m_markers = nullptr;
 
 private:
     /// The longest String in binary form.

@@ -365,3 +365,24 @@ TEST(StreamTest, MemoryBlocks)
     }
     EXPECT_EQ(block.ExceptionLevel(), 1);
 }
+
+// Records are framed whatever the buffer's size: their bytes wait in the (growing) buffer until closed.
+TEST(StreamTest, RecordsLongerThanTheBuffer)
+{
+    unsigned char memory[64] = {};
+    RAMBlock block(memory, 64);
+    OutStream out(6);
+    out.Attach(&block);
+    out.Put(1);
+    {
+        OutStream::Marker outer(out, 1);
+        for (int i = 0; i < 3; ++i) out.Put(i);
+        out.Flush(); // nothing of an open record goes out
+        EXPECT_EQ(block.Position(), 4);
+        OutStream::Marker inner(out, 2, 9);
+        out.Put(String("ab"));
+    }
+    out.Flush();
+    EXPECT_EQ(Bytes(memory, memory + block.Position()),
+              (Bytes{1, 0, 0, 0, 1, 0, 22, 0, 0, 0, 0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 2, 9, 6, 0, 2, 0, 0, 0, 'a', 'b'}));
+}
