@@ -127,6 +127,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::uint8_t* script = data + 2;
     const std::uint8_t* scriptEnd = script + scriptLength;
     std::vector<unsigned char> bytes(scriptEnd, data + size);
+    if (bytes.empty()) return 0; // a block without memory cannot be attached
     RAMBlock block(bytes.data(), static_cast<int>(bytes.size()));
     InStream in(bufferSize, (data[0] & 0x80) != 0);
     in.Attach(&block);
