@@ -48,7 +48,6 @@ bool EndsWithSeparator(const Path& path)
     return !text.Empty() && IsSeparator(text[text.Length() - 1]);
 }
 
-// The text handed to the system: "~" taken from the user's folder, trailing separators dropped.
 String Native(const Path& path)
 {
     if (path.Root() == Path::HomeRoot) {
@@ -73,6 +72,8 @@ bool StatPath(const Path& path, bool& directory, long long& size)
 Path FolderFrom(const String& text) { return text.Empty() ? Path() : WithoutTrailingSeparator(Path(text)); }
 
 } // namespace
+
+String filesystem::NativePath(const Path& path) { return Native(path); }
 
 void File::Startup(const Path& programPath)
 {

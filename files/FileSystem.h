@@ -3,9 +3,17 @@
 // The operating system's side of File: narrow calls, each on a path already resolved by File.cpp
 // (no "~", no trailing separator). None of them throws.
 
+#include <dovo/Path.h>
 #include <dovo/String.h>
+#include <dovo/Time.h>
+
+#include <vector>
 
 namespace dovo::filesystem {
+
+/// The text handed to the system for a path: "~" taken from the user's folder, trailing separators
+/// dropped (a root keeps its own).
+String NativePath(const Path& path);
 
 /// Whether something exists at the path; fills whether it is a folder and its size in bytes.
 bool Stat(const char* path, bool& directory, long long& size);
@@ -25,5 +33,18 @@ String UserDir();
 /// The machine folder when the override is not set.
 String MachineDirDefault();
 String TempDir();
+
+/// One entry of a folder.
+struct DirEntry
+{
+    String name;
+    bool directory = false;
+    long long size = 0;
+    Time modified;
+};
+/// Every entry of the folder; false when it cannot be read.
+bool ListDirectory(const char* path, std::vector<DirEntry>& out);
+/// Whether the platform's file names are compared in any case.
+bool NamesIgnoreCase();
 
 } // namespace dovo::filesystem

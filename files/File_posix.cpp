@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -98,5 +99,30 @@ String TempDir()
     String dir = Environment("TMPDIR");
     return dir.Empty() ? String("/tmp") : dir;
 }
+
+bool ListDirectory(const char* path, std::vector<DirEntry>& out)
+{
+    DIR* dir = ::opendir(path);
+    if (!dir) return false;
+    const std::int64_t epoch = Time(1970, 1, 1).TotalMilliseconds();
+    while (const dirent* e = ::readdir(dir)) {
+        DirEntry entry;
+        entry.name = e->d_name;
+        struct stat info;
+        if (::fstatat(::dirfd(dir), e->d_name, &info, 0) == 0) {
+            entry.directory = S_ISDIR(info.st_mode);
+            entry.size = entry.directory ? 0 : static_cast<long long>(info.st_size);
+            entry.modified =
+                Time(epoch + static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000);
+        } else {
+            entry.directory = e->d_type == DT_DIR;
+        }
+        out.push_back(std::move(entry));
+    }
+    ::closedir(dir);
+    return true;
+}
+
+bool NamesIgnoreCase() { return false; }
 
 } // namespace dovo::filesystem

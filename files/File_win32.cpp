@@ -4,7 +4,9 @@
 
 #include "files/FileSystem.h"
 
+#include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 namespace dovo::filesystem {
@@ -107,5 +109,29 @@ String TempDir()
     if (length == 0 || length >= sizeof buffer) return String();
     return String(buffer, length);
 }
+
+bool ListDirectory(const char* path, std::vector<DirEntry>& out)
+{
+    WIN32_FIND_DATAA data;
+    const std::string pattern = std::string(path) + "\\*";
+    HANDLE find = ::FindFirstFileA(pattern.c_str(), &data);
+    if (find == INVALID_HANDLE_VALUE) return false;
+    // File times count 100 ns steps from 1601-01-01.
+    const std::int64_t epoch = Time(1601, 1, 1).TotalMilliseconds();
+    do {
+        DirEntry entry;
+        entry.name = data.cFileName;
+        entry.directory = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        entry.size = entry.directory ? 0 : (static_cast<long long>(data.nFileSizeHigh) << 32 | data.nFileSizeLow);
+        const std::uint64_t ticks =
+            static_cast<std::uint64_t>(data.ftLastWriteTime.dwHighDateTime) << 32 | data.ftLastWriteTime.dwLowDateTime;
+        entry.modified = Time(epoch + static_cast<std::int64_t>(ticks / 10000));
+        out.push_back(std::move(entry));
+    } while (::FindNextFileA(find, &data));
+    ::FindClose(find);
+    return true;
+}
+
+bool NamesIgnoreCase() { return true; }
 
 } // namespace dovo::filesystem

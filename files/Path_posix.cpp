@@ -5,6 +5,8 @@
 
 namespace dovo {
 
+Path::RootPlatform Path::LocalRootPlatform() { return LinuxRoots; }
+
 char Path::LocalSeparator() { return '/'; }
 
 bool Path::IsAbsolute() const

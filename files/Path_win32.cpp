@@ -5,6 +5,8 @@
 
 namespace dovo {
 
+Path::RootPlatform Path::LocalRootPlatform() { return WindowsRoots; }
+
 char Path::LocalSeparator() { return '\\'; }
 
 bool Path::IsAbsolute() const

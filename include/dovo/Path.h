@@ -107,6 +107,22 @@ public:
     /// "_on.txt"). An empty text stays empty.
     static String MakeSafe(const String& text);
 
+    /// The columns of the process-wide root translation table: for each index, the root under which
+    /// each platform reaches one share ("R:\\jobs" on Windows, "/mnt/jobs" on Linux).
+    enum RootPlatform { WindowsRoots, LinuxRoots, RootPlatforms };
+    /// Sets the roots of one share (an empty root: that platform does not reach it).
+    static void SetTranslationRoots(int index, const String& windowsRoot, const String& linuxRoot);
+    static void ClearTranslationRoots();
+    /// The column this machine uses.
+    static RootPlatform LocalRootPlatform();
+    /// Rewrites a path written on any platform for this one: the longest root of the table that the text
+    /// starts with (whole parts only; Windows roots in any case and with either slash) is replaced by this
+    /// machine's root for the same share, and the slashes are made local. A text under no known root, or
+    /// under one this machine does not reach, is returned as it is.
+    static Path TranslateToLocal(const String& text);
+    /// This machine's root for the share numbered index; empty when there is none.
+    static String _GetLocalRoot(int index);
+
     /// Byte-wise, as text: "a/b" and "a\b" differ (see Normalized). The text overloads keep a comparison
     /// with a String or a literal from being ambiguous between the two conversions.
     bool operator==(const Path& other) const { return m_text == other.m_text; }

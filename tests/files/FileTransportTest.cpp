@@ -1,0 +1,231 @@
+#include <dovo/DynamicBuffer.h>
+#include <dovo/DynamicBufferStream.h>
+#include <dovo/File.h>
+#include <dovo/FileException.h>
+#include <dovo/FileFinder.h>
+#include <dovo/InFile.h>
+#include <dovo/OutFile.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <tuple>
+
+using namespace dovo;
+
+namespace {
+
+class FileTransportTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        std::random_device random;
+        m_dir = File::GetTempDir() / Path(("dovo-transport-" + std::to_string(random()) + std::to_string(random())));
+        ASSERT_TRUE(File::CreateDirectory(m_dir, true));
+    }
+    void TearDown() override
+    {
+        for (const char* name : {"a.bin", "b.txt", "big.bin", "sub/"}) File::Remove(m_dir / name);
+        File::Remove(m_dir);
+    }
+
+    std::string Contents(const Path& path)
+    {
+        File file(path);
+        file.BeginUsing();
+        std::string text(static_cast<std::size_t>(file.Size()), '\0');
+        text.resize(static_cast<std::size_t>(
+            file.Read(reinterpret_cast<unsigned char*>(text.data()), static_cast<int>(text.size()))));
+        return text;
+    }
+
+    // "File/where (error): message" of the FileException f throws, and its path.
+    std::string Failure(const std::function<void()>& f, Path* path = nullptr)
+    {
+        try {
+            f();
+        } catch (FileException* e) {
+            std::unique_ptr<FileException> owned(e);
+            if (path) *path = e->Filename();
+            EXPECT_NE(e->OSError(), 0);
+            return e->Module().str() + "/" + e->Method().str() + SFormat(" (%x): ", e->Error()).str() +
+                   e->Message().str();
+        } catch (Exception* e) {
+            std::unique_ptr<Exception> owned(e);
+            return "not a FileException: " + e->Message().str();
+        }
+        return "nothing thrown";
+    }
+
+    Path m_dir;
+};
+
+} // namespace
+
+TEST_F(FileTransportTest, ModesWriteAppendAndReadWrite)
+{
+    const Path path = m_dir / "b.txt";
+    struct Row
+    {
+        int mode;
+        const char* write;
+        const char* after;
+    } rows[] = {
+        {File::modeWrite, "abc", "abc"},     {File::modeAppend, "de", "abcde"},
+        {File::modeReadWrite, "X", "Xbcde"}, {File::modeWrite, "z", "z"},
+        {File::modeAppend, "", "z"},         {File::modeReadWrite | File::modeRead, "", "z"},
+    };
+    for (const Row& row : rows) {
+        File file(path, row.mode);
+        file.BeginUsing();
+        EXPECT_TRUE(file.IsUsable());
+        file.Write(reinterpret_cast<const unsigned char*>(row.write), static_cast<int>(std::strlen(row.write)));
+        file.CeaseUsing();
+        EXPECT_FALSE(file.IsUsable());
+        EXPECT_EQ(Contents(path), row.after) << row.mode << " " << row.write;
+    }
+}
+
+TEST_F(FileTransportTest, MissingFilesAndFailures)
+{
+    const Path missing = m_dir / "none.txt";
+    Path named;
+    File reader(missing);
+    EXPECT_EQ(Failure([&] { reader.BeginUsing(); }, &named),
+              "File/BeginUsing (20000008): Could not open file " + missing.Text().str());
+    EXPECT_EQ(named, missing);
+    EXPECT_FALSE(reader.TryOpen(missing));
+    EXPECT_FALSE(reader.IsUsable());
+    EXPECT_EQ(Failure([&] { reader.AltOpen(m_dir); }),
+              "File/BeginUsing (20000008): Could not open file " + m_dir.Text().str()); // a folder is not a file
+
+    File empty(missing, File::modeRead | File::modeMissingIsEmpty);
+    empty.BeginUsing();
+    unsigned char byte;
+    EXPECT_EQ(std::tuple(empty.IsUsable(), empty.Size(), empty.Read(&byte, 1)), std::tuple(true, 0LL, 0));
+    EXPECT_FALSE(File::Exists(missing)); // reading never creates it
+    EXPECT_EQ(Failure([&] { InFile in(m_dir / "no" / "such.bin"); }),
+              "File/BeginUsing (20000008): Could not open file " + (m_dir / "no" / "such.bin").Text().str());
+}
+
+TEST_F(FileTransportTest, StreamsOverFiles)
+{
+    const Path path = m_dir / "big.bin";
+    {
+        OutFile out(path, File::modeWrite, 1000); // values straddle the buffer's end
+        for (int i = 0; i < 100000; ++i) out.Put(i * 7);
+        out.Put(String("end"));
+    }
+    EXPECT_EQ(File::FileSize(path), 400007);
+    InFile in(path, File::modeRead, 999, true);
+    int value = 0;
+    bool same = true;
+    for (int i = 0; i < 100000 && same; ++i) same = in.Get(value) == 4 && value == i * 7;
+    EXPECT_TRUE(same) << value;
+    String tail;
+    in.Get(tail);
+    EXPECT_EQ(tail, "end");
+    EXPECT_EQ(in.Seek(7, Stream::fromEnd), 400000);
+    in.Get(value);
+    EXPECT_EQ(value, 3);
+    EXPECT_EQ(in.Seek(8, Stream::fromBegin), 8);
+    in.Get(value);
+    EXPECT_EQ(value, 14);
+    {
+        OutFile more(path, File::modeAppend);
+        more.Put(-1);
+    }
+    EXPECT_EQ(File::FileSize(path), 400011);
+}
+
+TEST(PathTranslationTest, RootsOfEveryPlatform)
+{
+    Path::SetTranslationRoots(0, "R:\\jobs", "/mnt/jobs");
+    Path::SetTranslationRoots(1, "\\\\farm\\assets", "/net/assets");
+    Path::SetTranslationRoots(2, "Q:\\", ""); // this share is not reached from Linux
+    const bool windows = Path::LocalRootPlatform() == Path::WindowsRoots;
+    const char sep = Path::LocalSeparator();
+    auto local = [&](const char* w, const char* l) { return Path(windows ? w : l).MakeSlashesLocal().Text(); };
+    struct Row
+    {
+        const char* text;
+        String expected;
+    } rows[] = {
+        {"r:/JOBS/a/b.exr", local("R:\\jobs\\a\\b.exr", "/mnt/jobs/a/b.exr")},
+        {"/mnt/jobs/a", local("R:\\jobs\\a", "/mnt/jobs/a")},
+        {"//farm/assets/tex.png", local("\\\\farm\\assets\\tex.png", "/net/assets/tex.png")},
+        {"/mnt/jobsite/a", "/mnt/jobsite/a"}, // whole parts only
+        {"/Mnt/jobs/a", "/Mnt/jobs/a"},       // Linux roots in their own case
+        {"/mnt/jobs", local("R:\\jobs", "/mnt/jobs")},
+        {"relative/x", "relative/x"},
+    };
+    for (const Row& row : rows) EXPECT_EQ(Path::TranslateToLocal(row.text).Text(), row.expected) << row.text;
+    EXPECT_EQ(Path::TranslateToLocal("Q:\\x").Text(), windows ? String("Q:") + sep + "x" : String("Q:\\x"));
+    EXPECT_EQ(Path::_GetLocalRoot(1), windows ? "\\\\farm\\assets" : "/net/assets");
+    EXPECT_EQ(Path::_GetLocalRoot(9), "");
+
+    // Through a stream: index -1 translates, an index names the root, a missing root keeps the text.
+    DynamicBuffer block(0, 0);
+    {
+        DynamicBufferStream out(&block);
+        out.Put(Path("/mnt/jobs/shot1"));
+        out.Put(1), out.Put(String("tex/a.png"));
+        out.Put(7), out.Put(String("x/y"));
+        out.Detach();
+    }
+    RAMBlock all(block.Data(), static_cast<int>(block.Position()));
+    InStream reader(64);
+    reader.Attach(&all);
+    Path a, b, c;
+    reader.Get(a), reader.Get(b), reader.Get(c);
+    EXPECT_EQ(a.Text(), local("R:\\jobs\\shot1", "/mnt/jobs/shot1"));
+    EXPECT_EQ(b.Text(), local("\\\\farm\\assets\\tex\\a.png", "/net/assets/tex/a.png"));
+    EXPECT_EQ(c.Text(), local("x\\y", "x/y"));
+    Path::ClearTranslationRoots();
+    EXPECT_EQ(Path::TranslateToLocal("/mnt/jobs/a").Text(), "/mnt/jobs/a");
+}
+
+TEST_F(FileTransportTest, FindsByWildcard)
+{
+    const std::string many(3000, 'a');
+    struct Row
+    {
+        const char* name;
+        const char* pattern;
+        bool matches;
+    } rows[] = {
+        {"a.log", "*.log", true},  {"a.log.1", "*.log", false},
+        {"a.log", "?.log", true},  {"ab.log", "?.log", false},
+        {"", "*", true},           {"abc", "a*b*c", true},
+        {"abcbd", "a*b*c", false}, {"aXbYc", "a*b?c", true},
+        {"x", "", false},          {many.c_str(), "*a*a*a*b", false}, // no exponential backtracking
+    };
+    for (const Row& row : rows) EXPECT_EQ(FileFinder::Matches(row.name, row.pattern), row.matches) << row.pattern;
+    EXPECT_EQ(FileFinder::Matches("A.LOG", "*.log"), Path::LocalSeparator() == '\\');
+
+    {
+        OutFile a(m_dir / "a.bin");
+        a.Put(1);
+        OutFile b(m_dir / "b.txt");
+    }
+    ASSERT_TRUE(File::CreateDirectory(m_dir / "sub", false));
+    std::map<std::string, std::tuple<bool, long long>> found;
+    for (FileFinder f(m_dir / Path("*")); f.Next();) {
+        found[f.Name().str()] = std::tuple(f.IsDirectory(), f.Size());
+        EXPECT_EQ(f.FullPath(), m_dir / Path(f.Name()));
+        EXPECT_LE((Time::CurrentTime() - f.Modified()).TotalSeconds(), 3600) << f.Name();
+    }
+    EXPECT_EQ(found, (std::map<std::string, std::tuple<bool, long long>>{
+                         {"a.bin", {false, 4}}, {"b.txt", {false, 0}}, {"sub", {true, 0}}}));
+    int bins = 0;
+    for (FileFinder f(m_dir / Path("*.bin")); f.Next();) ++bins;
+    EXPECT_EQ(bins, 1);
+    FileFinder none(m_dir / "missing" / "*");
+    EXPECT_FALSE(none.Next());
+}
