@@ -3,11 +3,11 @@
 // Every public header of the library.
 #include <dovo/Export.h>
 
+#include <dovo/Array.h>
 #include <dovo/String.h>
 #include <dovo/StringTokenizer.h>
 #include <dovo/Time.h>
 #include <dovo/UID.h>
-#include <dovo/Array.h>
 
 #include <dovo/Exception.h>
 #include <dovo/FileException.h>
@@ -35,18 +35,18 @@
 #include <dovo/Trigger.h>
 #include <dovo/_AutoHandle.h>
 
-#include <dovo/Stream.h>
+#include <dovo/DynamicBuffer.h>
+#include <dovo/DynamicBufferStream.h>
 #include <dovo/InStream.h>
 #include <dovo/OutStream.h>
 #include <dovo/RAMBlock.h>
-#include <dovo/DynamicBuffer.h>
-#include <dovo/DynamicBufferStream.h>
 #include <dovo/SetExceptionLevel.h>
+#include <dovo/Stream.h>
 
 #include <dovo/File.h>
+#include <dovo/FileFinder.h>
 #include <dovo/InFile.h>
 #include <dovo/OutFile.h>
-#include <dovo/FileFinder.h>
 #include <dovo/Path.h>
 
 #include <dovo/Platform.h>
