@@ -1,6 +1,8 @@
 #include <dovo/File.h>
 #include <dovo/StaticFastMutex.h>
 
+#include "threads/Hold.h"
+
 #include "files/FileSystem.h"
 
 namespace dovo {
@@ -17,15 +19,6 @@ struct Identity
     Time start;
 };
 Identity* g_identity = nullptr;
-
-class Hold
-{
-public:
-    Hold() { g_lock.Enter(); }
-    ~Hold() { g_lock.Leave(); }
-    Hold(const Hold&) = delete;
-    Hold& operator=(const Hold&) = delete;
-};
 
 bool IsSeparator(char c) { return c == '/' || c == '\\'; }
 
@@ -81,33 +74,33 @@ void File::Startup(const Path& programPath)
     identity->program = programPath;
     identity->name = programPath.Empty() ? String("DovoApp") : programPath.BaseName();
     identity->start = Time::CurrentTime();
-    Hold hold;
+    Hold<StaticFastMutex> hold(g_lock);
     delete g_identity;
     g_identity = identity;
 }
 
 void File::Cleanup()
 {
-    Hold hold;
+    Hold<StaticFastMutex> hold(g_lock);
     delete g_identity;
     g_identity = nullptr;
 }
 
 String File::ApplicationName()
 {
-    Hold hold;
+    Hold<StaticFastMutex> hold(g_lock);
     return g_identity ? g_identity->name : String();
 }
 
 Path File::ProgramPath()
 {
-    Hold hold;
+    Hold<StaticFastMutex> hold(g_lock);
     return g_identity ? g_identity->program : Path();
 }
 
 Time File::StartTime()
 {
-    Hold hold;
+    Hold<StaticFastMutex> hold(g_lock);
     return g_identity ? g_identity->start : Time();
 }
 

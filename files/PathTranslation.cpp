@@ -4,6 +4,8 @@
 #include <dovo/Path.h>
 #include <dovo/StaticFastMutex.h>
 
+#include "threads/Hold.h"
+
 #include <array>
 #include <cctype>
 #include <map>
@@ -16,15 +18,6 @@ using Roots = std::array<String, Path::RootPlatforms>;
 
 StaticFastMutex g_lock;
 std::map<int, Roots>* g_table = nullptr;
-
-class Hold
-{
-public:
-    Hold() { g_lock.Enter(); }
-    ~Hold() { g_lock.Leave(); }
-    Hold(const Hold&) = delete;
-    Hold& operator=(const Hold&) = delete;
-};
 
 bool IsSeparator(char c) { return c == '/' || c == '\\'; }
 
@@ -48,21 +41,21 @@ int Match(const String& text, const String& root, bool anyCase)
 
 void Path::SetTranslationRoots(int index, const String& windowsRoot, const String& linuxRoot)
 {
-    Hold hold;
+    Hold<StaticFastMutex> hold(g_lock);
     if (!g_table) g_table = new std::map<int, Roots>;
     (*g_table)[index] = Roots{windowsRoot, linuxRoot};
 }
 
 void Path::ClearTranslationRoots()
 {
-    Hold hold;
+    Hold<StaticFastMutex> hold(g_lock);
     delete g_table;
     g_table = nullptr;
 }
 
 String Path::_GetLocalRoot(int index)
 {
-    Hold hold;
+    Hold<StaticFastMutex> hold(g_lock);
     if (!g_table) return String();
     const auto found = g_table->find(index);
     return found == g_table->end() ? String() : found->second[LocalRootPlatform()];
@@ -73,7 +66,7 @@ Path Path::TranslateToLocal(const String& text)
     String local;
     int matched = 0;
     {
-        Hold hold;
+        Hold<StaticFastMutex> hold(g_lock);
         if (!g_table) return Path(text);
         for (const auto& [index, roots] : *g_table)
             for (int platform = 0; platform < RootPlatforms; ++platform) {

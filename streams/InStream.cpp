@@ -9,6 +9,7 @@
 #include <dovo/UID.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <memory>
 
@@ -230,35 +231,31 @@ int InStream::SkipTo(unsigned char c)
     return c ? SkipToOneOf(set) : 0;
 }
 
-int InStream::SkipToOneOf(const char* set)
+int InStream::Scan(const char* set, char* out, int max)
 {
-    FailIfNoBuffer("SkipToOneOf");
-    if (!set) return 0;
     int passed = 0;
-    while (!m_atEnd) {
+    while (!m_atEnd && passed < max) {
         if (m_bufPos >= m_bufEnd && !FillBuffer()) break;
-        while (m_bufPos < m_bufEnd) {
-            if (InSet(set, m_buffer[m_bufPos])) return passed;
+        while (m_bufPos < m_bufEnd && passed < max) {
+            const unsigned char c = m_buffer[m_bufPos];
+            if (set && InSet(set, c)) return passed;
+            if (out) out[passed] = static_cast<char>(c);
             ++m_bufPos, ++passed;
         }
     }
     return passed;
 }
 
+int InStream::SkipToOneOf(const char* set)
+{
+    FailIfNoBuffer("SkipToOneOf");
+    return set ? Scan(set, nullptr, INT_MAX) : 0;
+}
+
 int InStream::UntilOneOf(const char* set, char* out, int max)
 {
     FailIfNoBuffer("UntilOneOf");
-    int copied = 0;
-    while (!m_atEnd && copied < max) {
-        if (m_bufPos >= m_bufEnd && !FillBuffer()) break;
-        while (m_bufPos < m_bufEnd && copied < max) {
-            const unsigned char c = m_buffer[m_bufPos];
-            if (set && InSet(set, c)) return copied;
-            out[copied++] = static_cast<char>(c);
-            ++m_bufPos;
-        }
-    }
-    return copied;
+    return Scan(set, out, max);
 }
 
 String InStream::UntilOneOf(const char* set, int max)

@@ -193,6 +193,8 @@ private:
     }
     int GetSlow(std::uint64_t& value, int size);
     int GetString(String& text);
+    /// Passes (and copies to out, when not null) at most max bytes until one of set or the end.
+    int Scan(const char* set, char* out, int max);
     void ThrowIfAtEnd(const char* where);
     /// Refills an empty buffer; true when a byte is there to read.
     bool Buffered();
