@@ -5,15 +5,11 @@
 
 #include <dovo/FastMutex.h>
 
-#include "threads/Kernel.h"
+#include "threads/Kernel_posix.h"
 
 #include <atomic>
-#include <climits>
 #include <cstdint>
-#include <linux/futex.h>
 #include <new>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace dovo {
 
@@ -29,16 +25,6 @@ static_assert(sizeof(Native) <= 40 && alignof(Native) <= 8, "FastMutex storage t
 
 Native& Of(unsigned char* storage) { return *std::launder(reinterpret_cast<Native*>(storage)); }
 
-void FutexWait(std::atomic<int>& word, int expected)
-{
-    syscall(SYS_futex, reinterpret_cast<int*>(&word), FUTEX_WAIT_PRIVATE, expected, nullptr, nullptr, 0);
-}
-
-void FutexWake(std::atomic<int>& word)
-{
-    syscall(SYS_futex, reinterpret_cast<int*>(&word), FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
-}
-
 void Take(Native& n, std::uint32_t me)
 {
     int c = 0;
@@ -46,7 +32,7 @@ void Take(Native& n, std::uint32_t me)
         // Contended: mark the word as having waiters and sleep until it is handed back free.
         if (c != 2) c = n.state.exchange(2, std::memory_order_acquire);
         while (c != 0) {
-            FutexWait(n.state, 2);
+            kernel::FutexWait(n.state, 2);
             c = n.state.exchange(2, std::memory_order_acquire);
         }
     }
@@ -98,7 +84,7 @@ void FastMutex::Leave()
     Native& n = Of(m_native);
     if (--n.count != 0) return;
     n.owner.store(0, std::memory_order_relaxed);
-    if (n.state.exchange(0, std::memory_order_release) == 2) FutexWake(n.state);
+    if (n.state.exchange(0, std::memory_order_release) == 2) kernel::FutexWake(n.state);
 }
 
 } // namespace dovo

@@ -5,8 +5,9 @@
 // under its guard; a thread that would wait there for the events waits here until the bits it waits
 // for are clear, then makes its move. So the results are the same in every case, unpaired releases
 // included: an Unlock on a free lock leaves the count at -1 with both events signalled, and a writer's
-// wait for them gets through. Copies share the whole lock (the word sits in an object behind the guard
-// handle), so the object's own count and writer fields are not used here.
+// wait for them gets through. A waiter spins briefly, then sleeps on a futex; a release makes a system
+// call only when it sets an event while the word says that someone sleeps. Copies share the whole lock (the word sits
+// in an object behind the guard handle), so the object's own count and writer fields are not used here.
 
 #include <dovo/RWLock.h>
 #include <dovo/SyncException.h>
@@ -14,9 +15,7 @@
 #include "threads/Kernel_posix.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 
 namespace dovo {
 
@@ -91,41 +90,60 @@ using Step = Move (*)(Word, std::uint32_t, Word&);
 struct Core : kernel::Custom
 {
     std::atomic<Word> word{0};
-    std::mutex sleep;
-    std::condition_variable changed;
+    // Sleepers wait on this futex word; a release that sets an event the sleepers wait for bumps it.
+    std::atomic<std::uint32_t> wakes{0};
 
     // Makes the move `step` decides on; Wait, Refuse or Fail come back undone.
     Move Try(Step step, std::uint32_t me)
     {
-        Word w = word.load();
+        Word w = word.load(std::memory_order_relaxed);
         for (;;) {
             Word to = 0;
             const Move move = step(w, me, to);
             if (move != Move::Take) return move;
-            if (word.compare_exchange_weak(w, to)) return Move::Take;
+            if (word.compare_exchange_weak(w, to, std::memory_order_acquire, std::memory_order_relaxed))
+                return Move::Take;
         }
     }
 
-    // Sleeps until the waited move can be made, then makes it.
+    // Waits until the waited move can be made, then makes it. Holds are short: a waiter first spins a
+    // little (the holder usually lets go while it does), and only then marks the word and sleeps.
     void Wait(Step waited, std::uint32_t me)
     {
-        std::unique_lock<std::mutex> lock(sleep);
+        for (int spin = 0; spin < kSpins; ++spin) {
+            Pause();
+            Word w = word.load(std::memory_order_relaxed);
+            Word to = 0;
+            if (waited(w, me, to) == Move::Take &&
+                word.compare_exchange_weak(w, to, std::memory_order_acquire, std::memory_order_relaxed))
+                return;
+        }
         for (;;) {
+            // Read before the word: a release after this changes it, and the futex wait returns.
+            const std::uint32_t seen = wakes.load();
             Word w = word.load();
             Word to = 0;
             if (waited(w, me, to) == Move::Take) {
-                if (word.compare_exchange_weak(w, to)) return;
+                if (word.compare_exchange_strong(w, to)) return;
                 continue;
             }
-            if (!(w & kSleepers) && !word.compare_exchange_weak(w, w | kSleepers)) continue;
-            changed.wait(lock);
+            if (!(w & kSleepers) && !word.compare_exchange_strong(w, w | kSleepers)) continue;
+            kernel::FutexWait(wakes, seen);
         }
     }
 
     void Wake()
     {
-        std::lock_guard<std::mutex> lock(sleep);
-        changed.notify_all();
+        wakes.fetch_add(1);
+        kernel::FutexWakeAll(wakes);
+    }
+
+    static constexpr int kSpins = 100;
+    static void Pause()
+    {
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#endif
     }
 };
 
@@ -182,7 +200,7 @@ void RWLock::Unlock()
         if (c == 1) to &= ~kReadersIn;
         // Sleepers wait only for an event: wake them when one is set.
         if ((w & kSleepers) && ((w ^ to) & (kReadersIn | kWriterIn))) to &= ~kSleepers;
-    } while (!core.word.compare_exchange_weak(w, to));
+    } while (!core.word.compare_exchange_weak(w, to, std::memory_order_release, std::memory_order_relaxed));
     if ((w & kSleepers) && !(to & kSleepers)) core.Wake();
 }
 
