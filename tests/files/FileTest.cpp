@@ -1,14 +1,15 @@
 #include <dovo/File.h>
+#include <dovo/Platform.h>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
 #include <thread>
-#include <tuple>
 
 #ifndef _WIN32
 #include <sys/stat.h>
@@ -16,34 +17,16 @@
 
 using dovo::File;
 using dovo::Path;
+using dovo::Platform;
 using dovo::String;
 
 namespace {
 
-#ifdef _WIN32
-constexpr bool kWindows = true;
-const char* const kHomeVariable = "USERPROFILE";
-void SetVariable(const char* name, const char* value) { _putenv_s(name, value ? value : ""); }
-#else
-constexpr bool kWindows = false;
-const char* const kHomeVariable = "HOME";
-void SetVariable(const char* name, const char* value)
-{
-    if (value) setenv(name, value, 1);
-    else unsetenv(name);
-}
-#endif
-
-bool EndsWithSeparator(const Path& path)
-{
-    const String& text = path.Text();
-    return !text.Empty() && (text[text.Length() - 1] == '/' || text[text.Length() - 1] == '\\');
-}
+const bool kWindows = Path::LocalSeparator() == '\\';
 
 void WriteFile(const Path& path, std::size_t bytes)
 {
-    std::ofstream out(path.c_str(), std::ios::binary | std::ios::trunc);
-    out << std::string(bytes, 'x');
+    std::ofstream(path.c_str(), std::ios::binary | std::ios::trunc) << std::string(bytes, 'x');
 }
 
 // A fresh folder under the temporary folder, removed with everything in it at the end.
@@ -54,204 +37,126 @@ protected:
     {
         std::random_device random;
         m_root = File::GetTempDir() / Path(("dovo-file-test-" + std::to_string(random()) + std::to_string(random())));
-        ASSERT_FALSE(File::Exists(m_root));
         ASSERT_TRUE(File::CreateDirectory(m_root, false));
     }
-    void TearDown() override
-    {
-        RemoveTree(m_root);
-        EXPECT_FALSE(File::Exists(m_root));
-    }
-    static void RemoveTree(const Path& path)
-    {
-        for (const char* name : {"a", "b", "c", "d", "e", "moved", "f.txt", "g.txt", "empty.txt", "new", "x"})
-            if (File::Exists(path / name))
-                File::IsDirectory(path / name) ? RemoveTree(path / name) : (void)File::Remove(path / name);
-        File::Remove(path);
-    }
+    void TearDown() override { std::filesystem::remove_all(m_root.c_str()); }
     Path m_root;
 };
 
 } // namespace
 
-TEST(File, StartupDerivesTheApplicationNameAndCleanupForgetsIt)
+TEST(File, StartupNamesTheApplicationFoldersExistAndCleanupForgetsIt)
 {
-    const std::tuple<const char*, const char*> rows[] = {
-        {"/opt/x/render-worker", "render-worker"},
-        {"C:\\x\\Tool.exe", "Tool"},
-        {"C:/x\\mixed/app.EXE", "app"},
-        {"\\\\srv\\share\\bin\\svc.exe", "svc"},
-        {"relative/archive.tar.gz", "archive.tar"},
-        {"bare", "bare"},
-        {"/opt/x.d/noext", "noext"},
-        {"", "DovoApp"},
-    };
-    for (const auto& [program, name] : rows) {
+    for (const char* program : {"C:/x\\mixed/app.EXE", "relative/app", ""}) {
         const dovo::Time before = dovo::Time::CurrentTime();
         File::Startup(program);
-        const dovo::Time after = dovo::Time::CurrentTime();
-        EXPECT_EQ(File::ApplicationName(), name) << program;
+        EXPECT_EQ(File::ApplicationName(), *program ? "app" : "DovoApp") << program;
         EXPECT_EQ(File::ProgramPath(), program) << program;
-        EXPECT_TRUE(before <= File::StartTime() && File::StartTime() <= after) << program;
+        EXPECT_TRUE(before <= File::StartTime() && File::StartTime() <= dovo::Time::CurrentTime()) << program;
     }
-    File::Cleanup();
-    EXPECT_TRUE(File::ApplicationName().Empty());
-    EXPECT_TRUE(File::ProgramPath().Empty());
-    EXPECT_EQ(File::StartTime(), dovo::Time());
-    File::Cleanup(); // twice is harmless
-    EXPECT_TRUE(File::ApplicationName().Empty());
-}
-
-TEST(File, FoldersExistAreAbsoluteAndHaveNoTrailingSeparator)
-{
-    File::Startup("");
+    // Folders are absolute, exist and end without a separator; without a program path the application's is the
+    // running test program's own, a relative one is taken from the current folder, an absolute one as it is.
     const Path application = File::GetApplicationDir();
-    for (const Path& dir : {application, File::GetUserDir(), File::GetTempDir()}) {
-        EXPECT_TRUE(dir.IsAbsolute()) << dir.Text();
-        EXPECT_TRUE(File::IsDirectory(dir)) << dir.Text();
-        EXPECT_FALSE(EndsWithSeparator(dir)) << dir.Text();
-    }
-    // Without a program path the folder is the running test program's own.
+    for (const Path& dir : {application, File::GetUserDir(), File::GetTempDir()})
+        EXPECT_TRUE(dir.IsAbsolute() && File::IsDirectory(dir) && !dir.Text().EndsWithOneOf("/\\")) << dir.Text();
     EXPECT_GT(File::FileSize(application / (kWindows ? "files_tests.exe" : "files_tests")), 0) << application.Text();
-
-    const char* home = std::getenv(kHomeVariable);
-    ASSERT_NE(home, nullptr);
-    EXPECT_EQ(File::GetUserDir(), Path(home)) << "unless $HOME ends with a separator";
-
-    // A relative program path is taken from the current folder; an absolute one is used as it is.
+    const char* home = std::getenv(kWindows ? "USERPROFILE" : "HOME");
+    EXPECT_EQ(File::GetUserDir(), Path(home ? home : "(none)")) << "unless it ends with a separator";
     File::Startup(Path("sub") / "tool");
     const Path relative = File::GetApplicationDir();
-    EXPECT_TRUE(relative.IsAbsolute()) << relative.Text();
-    EXPECT_EQ(relative.Leaf(), "sub");
-    EXPECT_TRUE(File::IsDirectory(relative.Branch())) << relative.Text();
+    EXPECT_TRUE(relative.IsAbsolute() && relative.Leaf() == "sub" && File::IsDirectory(relative.Branch()))
+        << relative.Text();
     File::Startup(File::GetTempDir() / "x" / "." / "tool.exe");
     EXPECT_EQ(File::GetApplicationDir(), File::GetTempDir() / "x");
-    File::Cleanup();
-
+    for (int twice = 0; twice < 2; ++twice) {
+        File::Cleanup();
+        EXPECT_TRUE(File::ApplicationName().Empty() && File::ProgramPath().Empty() &&
+                    File::StartTime() == dovo::Time());
+    }
     // The machine folder: the override without its trailing separator, else the product's default.
-    const char* saved = std::getenv("VARNEL_MACHINE_DIR");
-    const std::string savedValue = saved ? saved : "";
-    SetVariable("VARNEL_MACHINE_DIR", kWindows ? "D:\\shared\\varnel\\" : "/srv/varnel/");
+    const String saved = Platform::GetEnvironment("VARNEL_MACHINE_DIR");
+    Platform::SetEnvironment("VARNEL_MACHINE_DIR", kWindows ? "D:\\shared\\varnel\\" : "/srv/varnel/", false);
     EXPECT_EQ(File::GetMachineDir(), kWindows ? "D:\\shared\\varnel" : "/srv/varnel");
-    SetVariable("VARNEL_MACHINE_DIR", nullptr);
+    Platform::SetEnvironment("VARNEL_MACHINE_DIR", "", false);
     const Path machine = File::GetMachineDir();
-    if (kWindows) {
-        EXPECT_TRUE(machine.IsAbsolute()) << machine.Text();
-        EXPECT_EQ(machine.Leaf(), "Varnel");
-    } else {
-        EXPECT_EQ(machine, "/var/lib/varnel");
-    }
-    if (saved) SetVariable("VARNEL_MACHINE_DIR", savedValue.c_str());
+    EXPECT_TRUE(machine.IsAbsolute() && (kWindows ? machine.Leaf() == "Varnel" : machine == "/var/lib/varnel"));
+    Platform::SetEnvironment("VARNEL_MACHINE_DIR", saved, false);
 }
 
-TEST_F(FileTest, SizesAndKindsOfFilesAndFolders)
+TEST_F(FileTest, SizesKindsAndFolders)
 {
-    const Path empty = m_root / "empty.txt", full = m_root / "f.txt", missing = m_root / "g.txt";
-    WriteFile(empty, 0);
-    WriteFile(full, 70001);
-    EXPECT_EQ(File::FileSize(empty), 0);
-    EXPECT_EQ(File::FileSize(full), 70001);
-    EXPECT_EQ(File::FileSize(missing), -1);
-    EXPECT_EQ(File::FileSize(m_root), -1) << "a folder is no file";
-    EXPECT_EQ(File::FileSize(""), -1);
-    EXPECT_TRUE(File::Exists(empty) && File::Exists(m_root));
-    EXPECT_FALSE(File::Exists(missing) || File::Exists("") || File::IsDirectory(""));
-    EXPECT_FALSE(File::IsDirectory(full));
-    EXPECT_TRUE(File::IsDirectory(m_root));
-    EXPECT_FALSE(File::Exists(missing / "below")) << "under a missing folder";
-    EXPECT_FALSE(File::Exists(full / "below")) << "under a file";
-
-    // A trailing separator names a folder: both kinds of separator, never a file.
-    for (const char* separator : {"/", "\\"}) {
-        const Path folder(m_root.Text() + separator);
-        EXPECT_TRUE(File::IsDirectory(folder) && File::Exists(folder)) << folder.Text();
-        const Path file(full.Text() + separator);
-        EXPECT_FALSE(File::Exists(file)) << file.Text();
-        EXPECT_EQ(File::FileSize(file), -1) << file.Text();
-        EXPECT_FALSE(File::Remove(file)) << file.Text();
+    WriteFile(m_root / "empty.txt", 0);
+    WriteFile(m_root / "f.txt", 70001);
+    const String r = m_root.Text(), f = (m_root / "f.txt").Text();
+    // Path, size, exists, is a folder. A trailing separator (of either kind) names a folder, never a file.
+    // clang-format off
+    const std::tuple<String, long long, bool, bool> rows[] = {
+        {r + "/empty.txt", 0, true, false}, {f, 70001, true, false}, {r + "/g.txt", -1, false, false},
+        {r, -1, true, true}, {r + "/", -1, true, true}, {r + "\\", -1, true, true}, {f + "/", -1, false, false},
+        {f + "\\", -1, false, false}, {r + "/g.txt/x", -1, false, false}, {f + "/below", -1, false, false},
+        {"", -1, false, false},
+    };
+    // clang-format on
+    for (const auto& [path, size, exists, folder] : rows) {
+        EXPECT_EQ(std::make_tuple(File::FileSize(path), File::Exists(path), File::IsDirectory(path)),
+                  std::make_tuple(size, exists, folder))
+            << path.str();
+        if (!exists) EXPECT_FALSE(File::Remove(path)) << path.str();
     }
-    EXPECT_TRUE(File::Exists(full));
-    EXPECT_TRUE(File::Exists("~") == File::IsDirectory(File::GetUserDir()));
-}
+    EXPECT_EQ(File::FileSize(f), 70001); // no Remove above took it
+    EXPECT_EQ(File::Exists("~"), File::IsDirectory(File::GetUserDir()));
 
-TEST_F(FileTest, CreateAndRemoveFolders)
-{
     const Path nested = m_root / "a" / "b" / "c";
-    EXPECT_FALSE(File::CreateDirectory(nested, false)) << "parents are missing";
-    EXPECT_FALSE(File::Exists(m_root / "a"));
-    EXPECT_TRUE(File::CreateDirectory(nested, true));
-    EXPECT_TRUE(File::IsDirectory(nested));
-    EXPECT_TRUE(File::CreateDirectory(nested, false)) << "it exists already";
-    EXPECT_TRUE(File::CreateDirectory(nested, true));
-    EXPECT_TRUE(File::CreateDirectory(m_root / "d" / "e/", true)) << "trailing separator";
-    EXPECT_TRUE(File::IsDirectory(m_root / "d" / "e"));
+    EXPECT_FALSE(File::CreateDirectory(nested, false) || File::Exists(m_root / "a")) << "parents are missing";
+    EXPECT_TRUE(File::CreateDirectory(nested, true) && File::IsDirectory(nested));
+    EXPECT_TRUE(File::CreateDirectory(nested, false) && File::CreateDirectory(nested, true)) << "it exists already";
+    EXPECT_TRUE(File::CreateDirectory(m_root / "d" / "e/", true) && File::IsDirectory(m_root / "d" / "e"));
     EXPECT_FALSE(File::CreateDirectory("", true));
-
+    // A file where a folder should go: no folder, neither there nor below it.
+    EXPECT_FALSE(File::CreateDirectory(f, true) || File::CreateDirectory(f + "/sub", true));
+    EXPECT_EQ(File::FileSize(f), 70001);
 #ifndef _WIN32
-    // 0777 less the umask, whatever the umask is.
-    const mode_t mask = umask(027);
+    const mode_t mask = umask(027); // 0777 less the umask, whatever the umask is
     EXPECT_TRUE(File::CreateDirectory(m_root / "x", false));
     umask(mask);
     struct stat info;
-    ASSERT_EQ(stat((m_root / "x").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0750u);
-    EXPECT_TRUE(File::Remove(m_root / "x"));
+    EXPECT_TRUE(stat((m_root / "x").c_str(), &info) == 0 && (info.st_mode & 0777) == 0750);
 #endif
-
-    // A file where a folder should go: no folder, neither there nor below it.
-    WriteFile(m_root / "f.txt", 3);
-    EXPECT_FALSE(File::CreateDirectory(m_root / "f.txt", true));
-    EXPECT_FALSE(File::CreateDirectory(m_root / "f.txt" / "sub", true));
-    EXPECT_EQ(File::FileSize(m_root / "f.txt"), 3);
-
     // Only empty folders go, innermost first; nothing removed is false.
-    EXPECT_FALSE(File::Remove(m_root / "a")) << "not empty";
-    EXPECT_TRUE(File::IsDirectory(nested));
-    EXPECT_TRUE(File::Remove(nested));
-    EXPECT_FALSE(File::Remove(nested)) << "already gone";
-    EXPECT_TRUE(File::Remove(m_root / "a" / "b" / ""));
-    EXPECT_TRUE(File::Remove(m_root / "a"));
-    EXPECT_FALSE(File::Exists(m_root / "a"));
-    EXPECT_TRUE(File::Remove(m_root / "f.txt"));
-    EXPECT_FALSE(File::Exists(m_root / "f.txt"));
-    EXPECT_FALSE(File::Remove(m_root / "f.txt"));
-    EXPECT_FALSE(File::Remove(""));
+    // clang-format off
+    const std::pair<Path, bool> removals[] = {
+        {m_root / "a", false}, {nested, true}, {nested, false}, {m_root / "a/b/", true}, {m_root / "a", true},
+        {m_root / "a", false}, {f, true}, {f, false}, {"", false},
+    };
+    // clang-format on
+    for (const auto& [path, removed] : removals) EXPECT_EQ(File::Remove(path), removed) << path.Text();
+    EXPECT_FALSE(File::Exists(m_root / "a") || File::Exists(f));
 }
 
-TEST_F(FileTest, RenameReplacesOnlyWhenAsked)
+TEST_F(FileTest, RenameReplacesOnlyWhenAskedAndNeverAFolder)
 {
-    const Path source = m_root / "f.txt", target = m_root / "g.txt";
-    WriteFile(source, 5);
-    EXPECT_TRUE(File::Rename(source, target, false)) << "no target yet";
-    EXPECT_FALSE(File::Exists(source));
-    EXPECT_EQ(File::FileSize(target), 5);
-    EXPECT_FALSE(File::Rename(source, target, true)) << "the source is gone";
-    EXPECT_EQ(File::FileSize(target), 5);
-
-    WriteFile(source, 11);
-    EXPECT_FALSE(File::Rename(source, target, false)) << "the target exists";
-    EXPECT_EQ(File::FileSize(source), 11);
-    EXPECT_EQ(File::FileSize(target), 5);
-    EXPECT_TRUE(File::Rename(source, target, true));
-    EXPECT_FALSE(File::Exists(source));
-    EXPECT_EQ(File::FileSize(target), 11);
-
-    // Folders move with their contents, into a folder but never over one.
-    ASSERT_TRUE(File::CreateDirectory(m_root / "a" / "b", true));
-    ASSERT_TRUE(File::CreateDirectory(m_root / "c", false));
-    EXPECT_TRUE(File::Rename(m_root / "a", m_root / "moved", false));
-    EXPECT_TRUE(File::IsDirectory(m_root / "moved" / "b"));
-    EXPECT_FALSE(File::Exists(m_root / "a"));
-    EXPECT_FALSE(File::Rename(target, m_root / "c", true)) << "onto a folder";
-    EXPECT_FALSE(File::Rename(m_root / "moved", m_root / "c", true)) << "onto a folder";
-    EXPECT_EQ(File::FileSize(target), 11);
-    EXPECT_TRUE(File::Rename(target, m_root / "moved" / "f.txt", false));
-    EXPECT_EQ(File::FileSize(m_root / "moved" / "f.txt"), 11);
-    EXPECT_FALSE(File::Rename(m_root / "moved" / "f.txt", m_root / "d" / "f.txt", true)) << "missing folder";
-    EXPECT_FALSE(File::Rename(m_root / "moved" / "f.txt", "", true));
-    EXPECT_FALSE(File::Rename("", target, true));
-    EXPECT_TRUE(File::Remove(m_root / "moved" / "f.txt") && File::Remove(m_root / "moved" / "b"));
-    EXPECT_TRUE(File::Remove(m_root / "moved"));
+    ASSERT_TRUE(File::CreateDirectory(m_root / "a" / "b", true) && File::CreateDirectory(m_root / "c", false));
+    const Path f = m_root / "f.txt", g = m_root / "g.txt", moved = m_root / "moved";
+    // From, to, replace; whether it moved; the sizes of f and g afterwards (-1: none; 0: f written anew first, 11
+    // bytes). Renames from a source that is gone, onto a file without replace, onto a folder or into a missing one
+    // fail.
+    // clang-format off
+    const std::tuple<Path, Path, bool, bool, long long, long long> rows[] = {
+        {f, g, false, true, -1, 5}, {f, g, true, false, -1, 5}, {f, g, false, false, 0, 5}, {f, g, true, true, -1, 11},
+        {g, m_root / "c", true, false, -1, 11}, {m_root / "a", moved, false, true, -1, 11},
+        {moved, m_root / "c", true, false, -1, 11}, {g, m_root / "d" / "f.txt", true, false, -1, 11},
+        {g, "", true, false, -1, 11}, {"", g, true, false, -1, 11}, {g, moved / "f.txt", false, true, -1, -1},
+    };
+    // clang-format on
+    WriteFile(f, 5);
+    for (const auto& [from, to, replace, renamed, fSize, gSize] : rows) {
+        if (fSize == 0) WriteFile(f, 11);
+        EXPECT_EQ(File::Rename(from, to, replace), renamed) << from.Text() << " -> " << to.Text();
+        EXPECT_EQ(File::FileSize(f), fSize ? fSize : 11) << to.Text();
+        EXPECT_EQ(File::FileSize(g), gSize) << to.Text();
+    }
+    EXPECT_TRUE(File::IsDirectory(moved / "b") && !File::Exists(m_root / "a"));
+    EXPECT_EQ(File::FileSize(moved / "f.txt"), 11);
 }
 
 TEST(File, ApplicationNameIsNeverTornWhileStartupRuns)
@@ -266,12 +171,10 @@ TEST(File, ApplicationNameIsNeverTornWhileStartupRuns)
         done = true;
     });
     int reads = 0, torn = 0;
-    while (!done || reads < 1000) {
+    for (; !done || reads < 1000; ++reads) {
         const String name = File::ApplicationName();
         const Path program = File::ProgramPath();
-        if (name != names[0] && name != names[1]) ++torn;
-        if (program != programs[0] && program != programs[1]) ++torn;
-        ++reads;
+        torn += (name != names[0] && name != names[1]) + (program != programs[0] && program != programs[1]);
     }
     writer.join();
     EXPECT_EQ(torn, 0) << "of " << reads << " reads";

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <future>
 #include <regex>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,7 +25,6 @@ namespace {
 
 #ifdef _WIN32
 constexpr bool kWindows = true;
-
 std::string OsComputerName()
 {
     char name[MAX_COMPUTERNAME_LENGTH + 1] = {};
@@ -42,7 +41,6 @@ unsigned OsProcessId() { return GetCurrentProcessId(); }
 int OsLogicalProcessors() { return static_cast<int>(GetActiveProcessorCount(ALL_PROCESSOR_GROUPS)); }
 #else
 constexpr bool kWindows = false;
-
 std::string OsComputerName()
 {
     char name[256] = {};
@@ -51,8 +49,7 @@ std::string OsComputerName()
 std::string OsUserName()
 {
     const passwd* entry = getpwuid(geteuid());
-    if (entry) return entry->pw_name;
-    const char* user = std::getenv("USER");
+    const char* user = entry ? entry->pw_name : std::getenv("USER");
     return user ? user : "";
 }
 unsigned OsProcessId() { return static_cast<unsigned>(getpid()); }
@@ -65,152 +62,112 @@ std::string Upper(std::string s)
     return s;
 }
 
-std::string NameOf(const String& entry)
+// Names compare as the system compares them: without case on Windows.
+std::string Key(const String& entry)
 {
-    std::size_t eq = entry.str().find('=', 1);
-    return entry.str().substr(0, eq);
+    const std::string name = entry.str().substr(0, entry.str().find('=', 1));
+    return kWindows ? Upper(name) : name;
 }
 
 // The entry for name in the block, or "" when the block has none; fails on a second entry.
 std::string EntryFor(const std::vector<String>& block, const std::string& name)
 {
     std::string found;
-    int count = 0;
-    for (const String& entry : block) {
-        bool same = kWindows ? Upper(NameOf(entry)) == Upper(name) : NameOf(entry) == name;
-        if (same) {
+    for (const String& entry : block)
+        if (Key(entry) == Key(name)) {
+            EXPECT_EQ(found, "") << name << " appears twice";
             found = entry.str();
-            ++count;
         }
-    }
-    EXPECT_LE(count, 1) << "name " << name << " appears " << count << " times";
     return found;
 }
 
-// Runs f on a fresh thread (with no overrides of its own) and waits for it.
 template <class F>
-void OnOtherThread(F f)
+auto OnOtherThread(F f)
 {
-    std::thread t(f);
-    t.join();
+    return std::async(std::launch::async, f).get();
 }
 
-std::string UniqueName(const char* stem)
-{
-    return std::string("DOVO_TEST_") + stem + "_" + std::to_string(OsProcessId());
-}
+std::string Unique(const char* stem) { return std::string("DOVO_TEST_") + stem + "_" + std::to_string(OsProcessId()); }
 
 } // namespace
 
-TEST(Platform, ProcessorCountsAreConsistentAndComputedOnce)
+TEST(Platform, IdentityAndProcessorsMatchTheOperatingSystem)
 {
     // The first use races from several threads: all must see the same counts.
-    std::vector<std::thread> threads;
-    std::vector<std::vector<int>> seen(4);
-    for (auto& s : seen)
-        threads.emplace_back([&s] {
-            s = {Platform::ProcessorSockets(), Platform::ProcessorCores(), Platform::ProcessorThreads()};
-        });
-    for (auto& t : threads) t.join();
-    for (const auto& s : seen) EXPECT_EQ(s, seen[0]);
+    std::vector<std::future<std::vector<int>>> seen;
+    for (int i = 0; i < 4; ++i)
+        seen.push_back(std::async(std::launch::async, [] {
+            return std::vector<int>{Platform::ProcessorSockets(), Platform::ProcessorCores(),
+                                    Platform::ProcessorThreads()};
+        }));
+    const std::vector<int> counts = seen[0].get();
+    for (std::size_t i = 1; i < seen.size(); ++i) EXPECT_EQ(seen[i].get(), counts);
+    EXPECT_TRUE(1 <= counts[0] && counts[0] <= counts[1] && counts[1] <= counts[2]);
+    EXPECT_EQ(counts[2], OsLogicalProcessors());
 
-    int sockets = Platform::ProcessorSockets(), cores = Platform::ProcessorCores();
-    int logical = Platform::ProcessorThreads();
-    EXPECT_GE(sockets, 1);
-    EXPECT_GE(cores, sockets);
-    EXPECT_GE(logical, cores);
-    EXPECT_EQ(logical, OsLogicalProcessors());
-}
-
-TEST(Platform, IdentityMatchesTheOperatingSystem)
-{
-    EXPECT_FALSE(Platform::ComputerName().Empty());
     EXPECT_EQ(Platform::ComputerName().str(), OsComputerName());
-    EXPECT_FALSE(Platform::UserName().Empty());
     EXPECT_EQ(Platform::UserName().str(), OsUserName());
+    EXPECT_FALSE(Platform::ComputerName().Empty() || Platform::UserName().Empty());
     EXPECT_EQ(Platform::ProcessId(), OsProcessId());
-    EXPECT_NE(Platform::ProcessId(), 0u);
-
-    std::string banner = Platform::VersionBanner().str();
-    std::regex shape(R"(Dovo [0-9]+\.[0-9]+\.[0-9]+ \((Linux|Windows) [A-Za-z0-9_]+\))");
-    EXPECT_TRUE(std::regex_match(banner, shape)) << banner;
-    EXPECT_NE(banner.find(kWindows ? "(Windows " : "(Linux "), std::string::npos) << banner;
+    const std::string banner = Platform::VersionBanner().str();
+    EXPECT_TRUE(std::regex_match(banner, std::regex(std::string(R"(Dovo [0-9]+\.[0-9]+\.[0-9]+ \()") +
+                                                    (kWindows ? "Windows" : "Linux") + R"( [A-Za-z0-9_]+\))")))
+        << banner;
 
     EXPECT_FALSE(Platform::RunningAsService());
     Platform::SetRunningAsService(true);
-    bool seenElsewhere = false;
-    OnOtherThread([&] { seenElsewhere = Platform::RunningAsService(); });
-    EXPECT_TRUE(seenElsewhere);
+    EXPECT_TRUE(OnOtherThread([] { return Platform::RunningAsService(); }));
     Platform::SetRunningAsService(false);
     EXPECT_FALSE(Platform::RunningAsService());
 }
 
 TEST(Platform, ProcessWideEnvironmentIsSeenByEveryThreadAndGetenv)
 {
-    const std::string name = UniqueName("WIDE");
+    const std::string name = Unique("WIDE"), entry = name + "=one two=three";
     Platform::SetEnvironment(name, "one two=three", false);
     const char* raw = std::getenv(name.c_str());
-    ASSERT_NE(raw, nullptr);
-    EXPECT_STREQ(raw, "one two=three");
-    EXPECT_EQ(EntryFor(Platform::EnvironmentBlock(), name), name + "=one two=three");
-    std::string otherValue, otherEntry;
-    OnOtherThread([&] {
-        otherValue = Platform::GetEnvironment(name).str();
-        otherEntry = EntryFor(Platform::EnvironmentBlock(), name);
-    });
-    EXPECT_EQ(otherValue, "one two=three");
-    EXPECT_EQ(otherEntry, name + "=one two=three");
-
+    EXPECT_STREQ(raw ? raw : "(none)", "one two=three");
+    EXPECT_EQ(OnOtherThread([&] {
+                  return Platform::GetEnvironment(name).str() + "|" + EntryFor(Platform::EnvironmentBlock(), name);
+              }),
+              "one two=three|" + entry);
     // Without overrides, the block is the process environment as getenv reads it.
-    for (const String& entry : Platform::EnvironmentBlock()) {
-        std::string n = NameOf(entry);
-        if (n.empty() || n[0] == '=') continue;
+    for (const String& e : Platform::EnvironmentBlock()) {
+        const std::string n = e.str().substr(0, e.str().find('=', 1));
+        if (n.empty() || n[0] == '=') continue; // Windows' per-drive folders
         const char* value = std::getenv(n.c_str());
-        ASSERT_NE(value, nullptr) << n;
-        EXPECT_EQ(entry.str(), n + "=" + value);
+        EXPECT_EQ(e.str(), n + "=" + (value ? value : "(none)"));
     }
-
     Platform::SetEnvironment(name, "", false);
     EXPECT_EQ(std::getenv(name.c_str()), nullptr);
     EXPECT_TRUE(Platform::GetEnvironment(name).Empty());
     EXPECT_EQ(EntryFor(Platform::EnvironmentBlock(), name), "");
 }
 
-TEST(Platform, ThreadOverridesStayOnTheirThread)
+TEST(Platform, ThreadOverridesStayOnTheirThreadAndTheBlockIsSorted)
 {
-    const std::string shared = UniqueName("SHARED"), own = UniqueName("OWN"), hidden = UniqueName("HIDDEN");
+    const std::string shared = Unique("SHARED"), own = Unique("OWN"), hidden = Unique("HIDDEN");
+    std::string lower = shared;
+    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     Platform::SetEnvironment(shared, "process", false);
     Platform::SetEnvironment(hidden, "visible", false);
-
-    std::string sharedSeen, ownSeen, hiddenSeen, sharedEntry, ownEntry, hiddenEntry;
-    std::thread worker([&] {
-        Platform::SetEnvironment(shared, "thread", true);
-        Platform::SetEnvironment(own, "mine", true);
-        Platform::SetEnvironment(hidden, "", true);
-        sharedSeen = Platform::GetEnvironment(shared).str();
-        ownSeen = Platform::GetEnvironment(own).str();
-        hiddenSeen = Platform::GetEnvironment(hidden).str();
-        std::vector<String> block = Platform::EnvironmentBlock();
-        sharedEntry = EntryFor(block, shared);
-        ownEntry = EntryFor(block, own);
-        hiddenEntry = EntryFor(block, hidden);
-    });
-    worker.join();
-    EXPECT_EQ(sharedSeen, "thread");
-    EXPECT_EQ(ownSeen, "mine");
-    EXPECT_EQ(hiddenSeen, "");
-    EXPECT_EQ(sharedEntry, shared + "=thread");
-    EXPECT_EQ(ownEntry, own + "=mine");
-    EXPECT_EQ(hiddenEntry, "");
-
-    // Neither this thread nor the process saw any of it.
-    EXPECT_EQ(Platform::GetEnvironment(shared).str(), "process");
-    EXPECT_TRUE(Platform::GetEnvironment(own).Empty());
-    EXPECT_EQ(Platform::GetEnvironment(hidden).str(), "visible");
-    std::vector<String> block = Platform::EnvironmentBlock();
-    EXPECT_EQ(EntryFor(block, shared), shared + "=process");
-    EXPECT_EQ(EntryFor(block, own), "");
-    EXPECT_EQ(EntryFor(block, hidden), hidden + "=visible");
+    // What a name reads as, what the block holds for it: on the thread that overrides, then here.
+    const auto seen = [](const std::vector<std::string>& names) {
+        std::vector<std::string> values;
+        const std::vector<String> block = Platform::EnvironmentBlock();
+        for (const std::string& n : names)
+            values.push_back(Platform::GetEnvironment(n).str() + "|" + EntryFor(block, n));
+        return values;
+    };
+    EXPECT_EQ(OnOtherThread([&] {
+                  Platform::SetEnvironment(shared, "thread", true);
+                  Platform::SetEnvironment(own, "mine", true);
+                  Platform::SetEnvironment(hidden, "", true); // an empty override hides the name
+                  return seen({shared, own, hidden});
+              }),
+              (std::vector<std::string>{"thread|" + shared + "=thread", "mine|" + own + "=mine", "|"}));
+    EXPECT_EQ(seen({shared, own, hidden}),
+              (std::vector<std::string>{"process|" + shared + "=process", "|", "visible|" + hidden + "=visible"}));
     EXPECT_EQ(std::getenv(own.c_str()), nullptr);
 
     // A process-wide set from a thread replaces that thread's own override.
@@ -218,38 +175,19 @@ TEST(Platform, ThreadOverridesStayOnTheirThread)
     EXPECT_EQ(Platform::GetEnvironment(shared).str(), "mine only");
     Platform::SetEnvironment(shared, "again", false);
     EXPECT_EQ(Platform::GetEnvironment(shared).str(), "again");
-
-    // Names differ by case only: one name on Windows, two on Linux.
-    std::string lower = shared;
-    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    // Names that differ by case only: one name on Windows, two on Linux.
     Platform::SetEnvironment(lower, "lower", true);
-    block = Platform::EnvironmentBlock();
-    if (kWindows) {
-        EXPECT_EQ(Upper(EntryFor(block, shared)), Upper(shared + "=lower"));
-        EXPECT_EQ(Platform::GetEnvironment(shared).str(), "lower");
-    } else {
-        EXPECT_EQ(EntryFor(block, shared), shared + "=again");
-        EXPECT_EQ(EntryFor(block, lower), lower + "=lower");
-        EXPECT_EQ(Platform::GetEnvironment(shared).str(), "again");
-    }
+    const std::vector<std::string> cased = seen({shared, lower});
+    const std::string both = cased[0] + " " + cased[1];
+    EXPECT_EQ(kWindows ? Upper(both) : both, kWindows ? Upper("lower|" + shared + "=lower lower|" + shared + "=lower")
+                                                      : "again|" + shared + "=again lower|" + lower + "=lower");
 
-    for (const std::string& n : {shared, lower, hidden}) Platform::SetEnvironment(n, "", false);
-}
-
-TEST(Platform, EnvironmentBlockIsSortedByName)
-{
-    // Names chosen so that byte order and upper-case order disagree ('_' lies between 'Z' and 'a').
-    const std::vector<std::string> names = {UniqueName("Sort_b"), UniqueName("SORTA"), UniqueName("Sort_")};
-    Platform::SetEnvironment(names[0], "1", false);
-    Platform::SetEnvironment(names[1], "2", true);
-    Platform::SetEnvironment(names[2], "3", true);
-    std::vector<String> block = Platform::EnvironmentBlock();
-    ASSERT_GE(block.size(), 3u);
-    for (std::size_t i = 1; i < block.size(); ++i) {
-        std::string a = NameOf(block[i - 1]), b = NameOf(block[i]);
-        if (kWindows) EXPECT_LT(Upper(a), Upper(b)) << "entry " << i;
-        else EXPECT_LT(a, b) << "entry " << i;
-    }
+    // Sorted by name, as the system orders them ('_' lies between 'Z' and 'a').
+    const std::vector<std::string> names = {Unique("Sort_b"), Unique("SORTA"), Unique("Sort_")};
+    for (std::size_t i = 0; i < names.size(); ++i) Platform::SetEnvironment(names[i], "1", i > 0);
+    const std::vector<String> block = Platform::EnvironmentBlock();
+    for (std::size_t i = 1; i < block.size(); ++i) EXPECT_LT(Key(block[i - 1]), Key(block[i])) << "entry " << i;
     for (const std::string& n : names) EXPECT_NE(EntryFor(block, n), "") << n;
-    for (const std::string& n : names) Platform::SetEnvironment(n, "", false);
+    for (const std::string& n : {shared, lower, hidden, names[0], names[1], names[2]})
+        Platform::SetEnvironment(n, "", false);
 }

@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +18,7 @@
 #include <vector>
 
 namespace dovo {
-// The program's end calls this; the test stands in for it.
+// The program's start and end call these; the tests stand in for them.
 struct LibStaticAccess
 {
     static void Startup(CommandLine& c) { LibStatic::NotifyStartup(c); }
@@ -31,15 +30,15 @@ using namespace dovo;
 
 namespace {
 
-// What a test thread does, step by step.
+// What a test thread does: Startup's answer; the Execute call that returns false; what the first Execute
+// throws (1 a library exception, 2 anything else, 3 it calls WaitFor on its own thread); whether
+// OnException deals with it; what Cleanup throws (1, 2 as before).
 struct Plan
 {
     bool startup = true;
-    int executes = 3;         // Execute returns false at this call
-    int throwAt = 0;          // Execute throws at this call: 1 a library exception, 2 anything else
-    bool handle = false;      // OnException says it dealt with the exception
-    int cleanupThrows = 0;    // 1 a library exception, 2 anything else
-    bool waitForSelf = false; // Execute calls WaitFor on its own thread
+    int executes = 3, throws = 0;
+    bool handle = false;
+    int cleanupThrows = 0;
 };
 
 class Worker : public Thread, public HasSlots<ThreadPolicy::LocalThreaded>
@@ -52,51 +51,38 @@ public:
     }
     ~Worker() override { DisconnectAll(); }
 
-    bool Startup() override { return events.push_back("Startup"), m_plan.startup; }
+    bool Startup() override { return events += "Startup ", m_plan.startup; }
     bool Execute() override
     {
-        ++calls;
-        nameInside = CurrentThreadName().str();
-        self = CurrentThread();
-        if (m_plan.waitForSelf) {
-            try {
-                WaitFor();
-            } catch (Exception* e) {
-                std::unique_ptr<Exception> owned(e);
-                waitMessage = e->Message().str();
-            }
-        }
-        if (calls == 1 && m_plan.throwAt == 1) Exception::Throw("Worker", "Execute", 1, "planned", 0, "", 3);
-        if (calls == 1 && m_plan.throwAt == 2) throw 42;
+        inside = CurrentThreadName() + (CurrentThread() == this ? " itself" : " another");
+        if (++calls == 1 && m_plan.throws == 1) Exception::Throw("Worker", "Execute", 1, "planned", 0, "", 3);
+        if (calls == 1 && m_plan.throws == 2) throw 42;
+        if (m_plan.throws == 3) WaitFor();
         return calls < m_plan.executes;
     }
     bool OnException(Exception* e) override
     {
-        events.push_back(e ? "library exception" : "unknown exception");
+        if (e) inside = e->Message();
         return m_plan.handle || Thread::OnException(e);
     }
     void Cleanup() override
     {
-        events.push_back("Cleanup");
+        events += "Cleanup ";
         if (m_plan.cleanupThrows == 1) Exception::Throw("Worker", "Cleanup", 1, "cleanup failed", 0, "", 3);
         if (m_plan.cleanupThrows == 2) throw 7;
     }
-    void Saw(Thread* t) { events.push_back(t == this ? "signal" : "signal(null)"); }
+    void Saw(Thread* t) { events += t == this ? "s " : "null "; }
 
-    std::vector<std::string> events;
+    std::string events;
     std::atomic<int> calls{0};
-    std::string nameInside, waitMessage;
-    Thread* self = nullptr;
+    String inside;
 
 private:
     Plan m_plan;
 };
 
-class Program : public Executable
-{
-};
-
-std::string GlobalDump()
+// How often the global log holds the text.
+int InLog(const std::string& part)
 {
     std::string text;
     FILE* f = std::tmpfile();
@@ -104,113 +90,21 @@ std::string GlobalDump()
     std::rewind(f);
     for (int c; (c = std::fgetc(f)) != EOF;) text += static_cast<char>(c);
     std::fclose(f);
-    return text;
+    int count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+    return count;
 }
 
-void RunToTheEnd(Worker& w)
+void RunToTheEnd(Thread& t)
 {
-    w.Start();
-    ASSERT_TRUE(w.WaitForStartup(0)); // 0 means the bounded wait, not none
-    w.WaitFor();
-    EXPECT_FALSE(w.IsRunning());
+    t.Start();
+    ASSERT_TRUE(t.WaitForStartup(0)); // 0 means the bounded wait, not none
+    t.WaitFor();
+    EXPECT_FALSE(t.IsRunning());
 }
 
-} // namespace
-
-TEST(Thread, RunsItsStagesInOrderAndCanRunAgain)
-{
-    EXPECT_EQ(Thread::CurrentThreadName(), "Main Thread");
-    std::string other;
-    std::thread([&] { other = Thread::CurrentThreadName().str(); }).join();
-    EXPECT_EQ(other, "System Thread");
-
-    Worker w(Plan{});
-    RunToTheEnd(w);
-    EXPECT_EQ(w.calls, 3);
-    EXPECT_EQ(w.nameInside, "Worker");
-    EXPECT_EQ(w.self, &w);
-    EXPECT_EQ(w.events, (std::vector<std::string>{"signal", "Startup", "signal", "signal", "signal", "signal", "signal",
-                                                  "Cleanup", "signal(null)"}));
-    EXPECT_EQ(Thread::GetThread(w.ThreadID()), nullptr); // gone from the registry
-
-    w.events.clear();
-    RunToTheEnd(w);        // again after its end
-    EXPECT_EQ(w.calls, 4); // the fourth call says "enough" again
-
-    Worker quitter(Plan{false});
-    RunToTheEnd(quitter);
-    EXPECT_EQ(quitter.calls, 0);
-    EXPECT_EQ(quitter.events.back(), "signal(null)"); // cleanup still ran
-    EXPECT_NE(std::find(quitter.events.begin(), quitter.events.end(), "Cleanup"), quitter.events.end());
-}
-
-TEST(Thread, ExceptionsStopTheThreadAndAreReported)
-{
-    Log::LogStartup(Info, Excessive);
-    Program program;
-
-    Worker handled(Plan{true, 2, 1, true});
-    RunToTheEnd(handled);
-    EXPECT_EQ(handled.calls, 2); // the loop went on
-    EXPECT_EQ(program.ExceptedThread(), nullptr);
-
-    Worker library(Plan{true, 5, 1});
-    RunToTheEnd(library);
-    EXPECT_EQ(library.calls, 1);
-    EXPECT_EQ(program.ExceptedThread(), nullptr); // a library exception is only reported
-    const std::string log = GlobalDump();
-    EXPECT_NE(log.find("Thread Worker terminating abnormally because of exception while Running"), std::string::npos);
-    EXPECT_NE(log.find("stopping because of exception caught in default OnException handler"), std::string::npos);
-
-    Worker unknown(Plan{true, 5, 2});
-    RunToTheEnd(unknown);
-    EXPECT_EQ(program.ExceptedThread(), &unknown);
-    EXPECT_NE(GlobalDump().find("stopping because of UNKNOWN exception"), std::string::npos);
-
-    Worker failingCleanup(Plan{true, 1, 0, false, 1});
-    RunToTheEnd(failingCleanup);
-    EXPECT_NE(GlobalDump().find("Caught exception in Thread Cleanup"), std::string::npos);
-    Worker crashingCleanup(Plan{true, 1, 0, false, 2});
-    RunToTheEnd(crashingCleanup);
-    EXPECT_EQ(program.ExceptedThread(), &crashingCleanup);
-    EXPECT_NE(GlobalDump().find("Caught unknown exception in Thread Cleanup"), std::string::npos);
-
-    Worker self(Plan{true, 1, 0, false, 0, true});
-    RunToTheEnd(self);
-    EXPECT_EQ(self.waitMessage, "Cannot wait for self");
-}
-
-TEST(Thread, StopsWhenAskedAndStartsOnlyOnce)
-{
-    struct Looper : Thread
-    {
-        Looper() : Thread("Looper") {}
-        bool Execute() override { return ++calls, true; }
-        std::atomic<long> calls{0};
-    } looper;
-    looper.Start();
-    looper.Start(); // running: nothing happens
-    ASSERT_TRUE(looper.WaitForStartup(100));
-    while (looper.calls < 10) std::this_thread::yield();
-    EXPECT_TRUE(looper.IsRunning());
-    EXPECT_EQ(Thread::GetThread(looper.ThreadID()), &looper);
-    EXPECT_EQ(looper.Signal(0), 1);
-    looper.WaitFor();
-    EXPECT_FALSE(looper.IsRunning());
-
-    // The library's clean-up stops every thread still running, and waits for it.
-    Log::LogStartup(Info, Excessive);
-    looper.Start();
-    ASSERT_TRUE(looper.WaitForStartup(100));
-    LibStaticAccess::Cleanup();
-    EXPECT_FALSE(looper.IsRunning());
-    EXPECT_NE(GlobalDump().find("Looper begin terminated by process cleanup"), std::string::npos);
-}
-
-namespace {
-
-// Runs f on a thread of its own and waits a generous while: a hang ends the test program with a
-// failure rather than hanging it.
+// Runs f on a thread of its own and waits a generous while: a hang ends the test program with a failure
+// rather than hanging it.
 void MustFinish(const char* what, std::function<void()> f)
 {
     auto done = std::make_shared<Trigger>();
@@ -225,7 +119,8 @@ class Idle : public Thread
 {
 public:
     Idle() : Thread("Idle") {}
-    bool Execute() override { return !m_stop.Wait(0.001f); }
+    bool Execute() override { return ++calls, !m_stop.Wait(0.001f); }
+    std::atomic<long> calls{0};
 
 private:
     Trigger m_stop;
@@ -233,84 +128,122 @@ private:
 
 } // namespace
 
-TEST(Thread, AHandleTheSystemNoLongerKnowsCountsAsEnded)
+TEST(Thread, NamesComeFromTheRegistryAndForeignThreadsLeaveNone)
 {
-    Worker w(Plan{});
-    RunToTheEnd(w);
-    ThreadAccess::GiveUnknownHandle(w);
+    Log::LogStartup(Info, Excessive);
+    EXPECT_EQ(Thread::CurrentThreadName(), "Main Thread");
+    const std::size_t before = ThreadAccess::RegisteredThreads();
+    for (int i = 0; i < 200; ++i) {
+        std::string name;
+        std::thread([&] { LogInfo("a short-lived thread"), name = Thread::CurrentThreadName().str(); }).join();
+        ASSERT_EQ(name, "System Thread");
+    }
+    EXPECT_EQ(ThreadAccess::RegisteredThreads(), before);
+}
+
+TEST(Thread, StagesSignalsExceptionsAndTheirReports)
+{
+    Log::LogStartup(Info, Excessive);
+    Executable program;
+    const struct
+    {
+        Plan plan;
+        const char* events; // the signals ("s" with the thread, "null" without) and stages seen
+        int calls;          // Execute calls made
+        bool excepted;      // handed to the executable as ended abnormally
+        const char* text;   // what the thread saw inside, or left in the log
+    } rows[] = {
+        {{}, "s Startup s s s s s Cleanup null ", 3, false, "Worker itself"},
+        {{false}, "s Startup s s Cleanup null ", 0, false, "Thread Worker calling thread Cleanup"},
+        {{true, 2, 1, true}, "s Startup s s s s s Cleanup null ", 2, false, "planned"}, // handled: goes on
+        {{true, 5, 1}, "s Startup s s s s Cleanup null ", 1, false, "stopping because of exception caught in default"},
+        {{true, 5, 1}, nullptr, 1, false, "Thread Worker terminating abnormally because of exception while Running"},
+        {{true, 5, 2}, nullptr, 1, true, "stopping because of UNKNOWN exception"},
+        {{true, 1, 0, false, 1}, nullptr, 1, false, "Caught exception in Thread Cleanup (Worker)"},
+        {{true, 1, 0, false, 2}, nullptr, 1, true, "Caught unknown exception in Thread Cleanup"},
+        {{true, 1, 3}, nullptr, 1, false, "Cannot wait for self"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        const int logged = InLog(row.text);
+        Worker w(row.plan);
+        RunToTheEnd(w);
+        if (row.events) EXPECT_EQ(w.events, row.events);
+        EXPECT_NE(w.events.find("Cleanup null"), std::string::npos);
+        EXPECT_EQ(w.calls, row.calls);
+        EXPECT_EQ(program.ExceptedThread() == &w, row.excepted);
+        EXPECT_TRUE(w.inside == row.text || InLog(row.text) > logged) << w.inside.str();
+        EXPECT_EQ(Thread::GetThread(w.ThreadID()), nullptr); // gone from the registry
+        Executable::SetThreadException(nullptr);
+    }
+}
+
+TEST(Thread, StartsOnceStopsWhenAskedAndRunsAgain)
+{
+    Idle idle;
+    idle.Start();
+    idle.Start(); // running: nothing happens
+    ASSERT_TRUE(idle.WaitForStartup(100));
+    while (idle.calls < 10) std::this_thread::yield();
+    EXPECT_TRUE(idle.IsRunning());
+    EXPECT_EQ(Thread::GetThread(idle.ThreadID()), &idle);
+    EXPECT_EQ(idle.Signal(0), 1);
+    idle.WaitFor();
+    EXPECT_FALSE(idle.IsRunning());
+    idle.Start(); // again after its end
+    EXPECT_TRUE(idle.WaitForStartup(0) && idle.IsRunning());
+    idle.Signal(0);
+    idle.WaitFor();
+    // A handle the system no longer knows (its object released it) counts as ended.
+    ThreadAccess::GiveUnknownHandle(idle);
     try {
-        w.WaitFor();
+        idle.WaitFor();
     } catch (Exception* e) {
         std::unique_ptr<Exception> owned(e);
         ADD_FAILURE() << e->Message().str();
     }
 }
 
-TEST(Thread, ForeignThreadsLeaveNoRecordBehind)
-{
-    Log::LogStartup(Info, Excessive);
-    Thread::CurrentThreadName();
-    const std::size_t before = ThreadAccess::RegisteredThreads();
-    for (int i = 0; i < 200; ++i) {
-        std::string name;
-        std::thread([&] {
-            LogInfo("a line from a short-lived thread");
-            name = Thread::CurrentThreadName().str();
-        }).join();
-        ASSERT_EQ(name, "System Thread");
-    }
-    EXPECT_EQ(ThreadAccess::RegisteredThreads(), before);
-}
-
-TEST(LibStatic, CleanUpOfAThreadThatDeletesItself)
+// Library clean-up stops every running thread and waits for it, also one whose Cleanup deletes it; statics
+// come and go while start-up and clean-up walk them.
+TEST(LibStatic, StartUpAndCleanUpWhileStaticsComeAndGo)
 {
     struct SelfDeleting : Idle
     {
         void Cleanup() override { delete this; }
     };
-    auto* thread = new SelfDeleting;
-    thread->Start();
-    ASSERT_TRUE(thread->WaitForStartup(0));
-    const std::uint32_t id = thread->ThreadID();
-    MustFinish("clean-up of a thread that deletes itself", [] { LibStaticAccess::Cleanup(); });
-    EXPECT_EQ(Thread::GetThread(id), nullptr);
-}
-
-TEST(LibStatic, StartUpHooksThatMakeThreads)
-{
     struct Maker : LibStatic
     {
         Maker() : LibStatic("Maker") {}
         void OnLibStartup(CommandLine&) override
         {
+            for (int i = 0; i < 50; ++i) made.push_back(std::make_unique<Idle>()); // every Thread is a static
             ++startups;
-            for (int i = 0; i < 50; ++i) made.push_back(std::make_unique<Idle>());
+        }
+        void OnLibCleanup() override // a thread named for the first time registers a static of its own
+        {
+            std::thread([this] { LogInfo("a first line"), name = Thread::CurrentThreadName().str(); }).join();
         }
         int startups = 0;
         std::vector<std::unique_ptr<Idle>> made;
+        std::string name;
     };
+    Log::LogStartup(Info, Excessive);
+    const int stopped = InLog("Idle begin terminated by process cleanup");
     std::vector<std::unique_ptr<Maker>> makers;
     for (int i = 0; i < 8; ++i) makers.push_back(std::make_unique<Maker>());
     CommandLine commandLine;
     MustFinish("start-up with hooks that make threads", [&] { LibStaticAccess::Startup(commandLine); });
-    for (const auto& m : makers) EXPECT_EQ(m->startups, 1);
-}
-
-TEST(LibStatic, AThreadNamedForTheFirstTimeDuringCleanUp)
-{
-    struct Spawner : LibStatic
-    {
-        Spawner() : LibStatic("Spawner") {}
-        void OnLibCleanup() override
-        {
-            std::thread([this] {
-                LogInfo("a first line during clean-up");
-                name = Thread::CurrentThreadName().str();
-            }).join();
-        }
-        std::string name;
-    } spawner;
-    Log::LogStartup(Info, Excessive);
-    MustFinish("clean-up whose hook starts a thread that logs", [] { LibStaticAccess::Cleanup(); });
-    EXPECT_EQ(spawner.name, "System Thread");
+    auto* doomed = new SelfDeleting;
+    Idle kept;
+    for (Thread* t : {static_cast<Thread*>(doomed), static_cast<Thread*>(&kept)}) {
+        t->Start();
+        ASSERT_TRUE(t->WaitForStartup(0));
+    }
+    const std::uint32_t id = doomed->ThreadID();
+    MustFinish("clean-up of running threads and hooks that start threads", [] { LibStaticAccess::Cleanup(); });
+    EXPECT_EQ(Thread::GetThread(id), nullptr);
+    EXPECT_FALSE(kept.IsRunning());
+    EXPECT_EQ(InLog("Idle begin terminated by process cleanup"), stopped + 2);
+    for (const auto& m : makers) EXPECT_EQ(std::to_string(m->startups) + " " + m->name, "1 System Thread");
 }
