@@ -6,6 +6,7 @@
 #include <dovo/StaticFastMutex.h>
 
 #include "objects/ExceptionHooks.h"
+#include "threads/Hold.h"
 
 #include <memory>
 #include <unordered_map>
@@ -31,11 +32,10 @@ std::uint64_t g_serial = 0;
 // First used here, on the one thread that loads the library.
 const bool g_registryLockReady = (g_registryLock.Enter(), g_registryLock.Leave(), true);
 
-class RegistryLock
+class RegistryLock : public Hold<StaticFastMutex>
 {
 public:
-    RegistryLock() { g_registryLock.Enter(); }
-    ~RegistryLock() { g_registryLock.Leave(); }
+    RegistryLock() : Hold<StaticFastMutex>(g_registryLock) {}
 };
 
 void LogLine(signed char level, const String& text)

@@ -8,6 +8,7 @@
 
 #include "objects/ExceptionHooks.h"
 #include "objects/FaultTranslator.h"
+#include "threads/Hold.h"
 #include "threads/NativeThread.h"
 #include "threads/ThreadAccess.h"
 
@@ -55,11 +56,11 @@ std::list<Record>& Records()
 }
 bool g_mainThreadNamed = false;
 
-class Hold
+// Holds the registry's lock for a scope.
+class RegistryHold : public Hold<Mutex>
 {
 public:
-    Hold() { RegistryLock().Enter(); }
-    ~Hold() { RegistryLock().Leave(); }
+    RegistryHold() : Hold<Mutex>(RegistryLock()) {}
 };
 
 // The calling thread's own record. Only a thread itself adds or removes its record, so this pointer is
@@ -89,7 +90,7 @@ void EndForeign()
     const std::uint32_t id = Thread::CurrentThreadID();
     Thread* system = nullptr;
     {
-        Hold hold;
+        RegistryHold hold;
         std::list<Record>& records = Records();
         for (auto r = records.begin(); r != records.end(); ++r)
             if (r->id == id && r->system) {
@@ -117,13 +118,13 @@ const Record& RegisterForeign(std::uint32_t id)
     } registering;
     String name;
     {
-        Hold hold;
+        RegistryHold hold;
         name = g_mainThreadNamed ? "System Thread" : "Main Thread";
         g_mainThreadNamed = true;
     }
     Thread* system = new SystemThread(name);
     {
-        Hold hold;
+        RegistryHold hold;
         Records().push_front(Record{system, name, id, true});
         t_own = &Records().front();
     }
@@ -141,7 +142,7 @@ const Record& Own()
     if (t_own) return *t_own;
     const std::uint32_t id = Thread::CurrentThreadID();
     {
-        Hold hold;
+        RegistryHold hold;
         for (const Record& r : Records())
             if (r.id == id) return *(t_own = &r);
     }
@@ -152,7 +153,7 @@ const Record& Own()
 String NameOf(std::uint64_t id)
 {
     if (id == Thread::CurrentThreadID()) return Own().name;
-    Hold hold;
+    RegistryHold hold;
     for (const Record& r : Records())
         if (r.id == id) return r.name;
     return Unnamed().name;
@@ -174,7 +175,7 @@ void WaitForEnd(kernel::Handle handle)
 
 std::size_t ThreadAccess::RegisteredThreads()
 {
-    Hold hold;
+    RegistryHold hold;
     return Records().size();
 }
 
@@ -203,7 +204,7 @@ Thread* Thread::CurrentThread() { return Own().thread; }
 Thread* Thread::GetThread(unsigned long id)
 {
     if (id == CurrentThreadID()) return Own().thread;
-    Hold hold;
+    RegistryHold hold;
     for (const Record& r : Records())
         if (r.id == id) return r.thread;
     return nullptr;
@@ -295,7 +296,7 @@ void Thread::Body()
     native::EnterThread();
     const std::uint32_t id = CurrentThreadID();
     {
-        Hold hold;
+        RegistryHold hold;
         Records().push_front(Record{this, m_name, id, false});
         t_own = &Records().front();
     }
@@ -341,7 +342,7 @@ void Thread::Body()
     cleanedUp(nullptr);
 
     {
-        Hold hold;
+        RegistryHold hold;
         Records().remove_if([](const Record& r) { return &r == t_own; });
         t_own = nullptr;
     }
