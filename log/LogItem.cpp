@@ -4,6 +4,7 @@
 #include "threads/Kernel.h"
 
 #include <climits>
+#include <cstring>
 #include <string>
 
 namespace dovo {
@@ -33,37 +34,47 @@ struct StampCache
 };
 thread_local StampCache t_stamp;
 
-void AppendStamp(std::string& out, const Time& time)
-{
-    const std::int64_t value = time.TotalMilliseconds();
-    const std::int64_t second = value / 1000 - (value % 1000 < 0 ? 1 : 0);
-    if (second != t_stamp.second) {
-        t_stamp.text = Time(second * 1000).Format("%y.%m.%d %H:%M:%S", true).str();
-        t_stamp.second = second;
-    }
-    const int ms = static_cast<int>(value - second * 1000);
-    const char millis[5] = {'.', static_cast<char>('0' + ms / 100), static_cast<char>('0' + ms / 10 % 10),
-                            static_cast<char>('0' + ms % 10), 0};
-    out += t_stamp.text;
-    out.append(millis, 4);
-}
 } // namespace
 
 void LogItem::AppendLine(std::string& out, LogLevel level, const Time& time, std::uint32_t threadId,
                          const String& threadName, const String& text)
 {
-    AppendStamp(out, time);
-    out += Tag(level);
-    char id[16] = {'<', '0', 'x'};
+    StampCache& stamp = t_stamp;
+    const std::int64_t value = time.TotalMilliseconds();
+    const std::int64_t second = value / 1000 - (value % 1000 < 0 ? 1 : 0);
+    if (second != stamp.second) {
+        stamp.text = Time(second * 1000).Format("%y.%m.%d %H:%M:%S", true).str();
+        stamp.second = second;
+    }
+    const int ms = static_cast<int>(value - second * 1000);
+    const char* tag = Tag(level);
+    const std::size_t tagLength = std::strlen(tag);
+    const std::string& name = threadName.str();
+    const char* shownName = name.empty() ? "Unnamed" : name.c_str();
+    const std::size_t nameLength = name.empty() ? 7 : name.size();
+    const std::string& body = text.str();
+    // The line is sized once and its pieces copied in: a line is made for every log call.
+    const std::size_t at = out.size();
+    out.resize(at + stamp.text.size() + 4 + tagLength + 11 + 2 + nameLength + 2 + body.size() + 1);
+    char* p = out.data() + at;
+    const auto put = [&p](const char* data, std::size_t size) {
+        std::memcpy(p, data, size);
+        p += size;
+    };
     static const char digits[] = "0123456789ABCDEF";
-    for (int i = 0; i < 8; ++i) id[3 + i] = digits[(threadId >> (28 - 4 * i)) & 15];
-    out.append(id, 11);
-    out += ": ";
-    if (threadName.Empty()) out += "Unnamed";
-    else out += threadName.str();
-    out += "> ";
-    out += text.str();
-    out += '\n';
+    put(stamp.text.data(), stamp.text.size());
+    *p++ = '.';
+    *p++ = static_cast<char>('0' + ms / 100);
+    *p++ = static_cast<char>('0' + ms / 10 % 10);
+    *p++ = static_cast<char>('0' + ms % 10);
+    put(tag, tagLength);
+    put("<0x", 3);
+    for (int i = 0; i < 8; ++i) *p++ = digits[(threadId >> (28 - 4 * i)) & 15];
+    put(": ", 2);
+    put(shownName, nameLength);
+    put("> ", 2);
+    put(body.data(), body.size());
+    *p = '\n';
 }
 
 void LogItem::AppendLine(std::string& out) const { AppendLine(out, level, time, thread_id, thread_name, text); }
