@@ -8,6 +8,7 @@
 
 #include "log/LogFile.h"
 #include "objects/ExceptionHooks.h"
+#include "threads/Hold.h"
 #include "threads/Kernel.h"
 
 #include <atomic>
@@ -48,16 +49,6 @@ Registry& Living()
     static auto* registry = new Registry;
     return *registry;
 }
-
-class Hold
-{
-public:
-    explicit Hold(Mutex& m) : m_mutex(m) { m_mutex.Enter(); }
-    ~Hold() { m_mutex.Leave(); }
-
-private:
-    Mutex& m_mutex;
-};
 
 // The exception machinery writes through the global log once it exists.
 void WriteException(signed char level, const String& text) { GlobalLog(static_cast<LogLevel>(level), text); }
