@@ -19,5 +19,9 @@ bool Resume(void* resumeToken);
 /// multi-threaded model on Windows; nothing elsewhere.
 void EnterThread();
 void LeaveThread();
+/// Makes the system call atEnd on the calling thread when it ends (once per thread; the same function
+/// for every thread). Not a C++ thread_local destructor: on some runtimes those run after the
+/// thread-local storage they need is gone.
+void CallAtThreadEnd(void (*atEnd)());
 
 } // namespace dovo::native

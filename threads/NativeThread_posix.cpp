@@ -69,4 +69,22 @@ bool Resume(void* resumeToken)
 void EnterThread() {}
 void LeaveThread() {}
 
+namespace {
+void (*g_atEnd)() = nullptr;
+pthread_key_t g_endKey;
+pthread_once_t g_endOnce = PTHREAD_ONCE_INIT;
+void RunAtEnd(void*)
+{
+    if (g_atEnd) g_atEnd();
+}
+void MakeEndKey() { pthread_key_create(&g_endKey, RunAtEnd); }
+} // namespace
+
+void CallAtThreadEnd(void (*atEnd)())
+{
+    g_atEnd = atEnd;
+    pthread_once(&g_endOnce, MakeEndKey);
+    pthread_setspecific(g_endKey, reinterpret_cast<void*>(1));
+}
+
 } // namespace dovo::native

@@ -43,4 +43,25 @@ bool Resume(void* resumeToken) { return ResumeThread(static_cast<HANDLE>(resumeT
 void EnterThread() { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
 void LeaveThread() { CoUninitialize(); }
 
+namespace {
+void (*g_atEnd)() = nullptr;
+// A fiber-local slot's callback runs when each thread that set it ends.
+void WINAPI RunAtEnd(void*)
+{
+    if (g_atEnd) g_atEnd();
+}
+DWORD EndSlot()
+{
+    static const DWORD slot = ::FlsAlloc(RunAtEnd);
+    return slot;
+}
+} // namespace
+
+void CallAtThreadEnd(void (*atEnd)())
+{
+    g_atEnd = atEnd;
+    const DWORD slot = EndSlot();
+    if (slot != FLS_OUT_OF_INDEXES) ::FlsSetValue(slot, reinterpret_cast<void*>(1));
+}
+
 } // namespace dovo::native

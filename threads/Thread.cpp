@@ -66,9 +66,8 @@ public:
 // The calling thread's own record. Only a thread itself adds or removes its record, so this pointer is
 // current whenever it is set, and the thread's own lookups (every log line) need no lock.
 thread_local const Record* t_own = nullptr;
-// Set while this thread makes its record, and once a foreign thread's record has gone at its end.
+// Set while this thread makes its record.
 thread_local bool t_registering = false;
-thread_local bool t_ended = false;
 
 const Record& Unnamed()
 {
@@ -76,7 +75,7 @@ const Record& Unnamed()
     return record;
 }
 
-// What a foreign thread is called while it makes its record or after it has gone: no record is made.
+// What a foreign thread is called while it makes its record: no record is made.
 const Record& Passing()
 {
     static const Record record{nullptr, String("System Thread"), 0, true};
@@ -84,7 +83,8 @@ const Record& Passing()
 }
 
 // Removes a foreign thread's record when the thread ends, with the SystemThread that stood for it. It
-// reads no thread-local data of its own: on some runtimes their storage may be gone by then.
+// runs from the system's end-of-thread hook, after the thread's own code: it touches no thread-local
+// data, whose storage may already be gone there.
 void EndForeign()
 {
     const std::uint32_t id = Thread::CurrentThreadID();
@@ -99,15 +99,8 @@ void EndForeign()
                 break;
             }
     }
-    t_own = nullptr;
-    t_ended = true;
     delete system;
 }
-
-struct ForeignEnd
-{
-    ~ForeignEnd() { EndForeign(); }
-};
 
 const Record& RegisterForeign(std::uint32_t id)
 {
@@ -130,10 +123,7 @@ const Record& RegisterForeign(std::uint32_t id)
     }
     // The first such thread is taken for the process's main thread and keeps its record for good: it
     // still logs while the process ends. Every other one's record goes with the thread.
-    if (name == "System Thread") {
-        thread_local ForeignEnd end;
-        (void)end;
-    }
+    if (name == "System Thread") native::CallAtThreadEnd(EndForeign);
     return *t_own;
 }
 
@@ -146,7 +136,7 @@ const Record& Own()
         for (const Record& r : Records())
             if (r.id == id) return *(t_own = &r);
     }
-    if (t_registering || t_ended) return Passing();
+    if (t_registering) return Passing();
     return RegisterForeign(id);
 }
 
