@@ -4,6 +4,7 @@
 
 #include "threads/NativeThread.h"
 
+#include <atomic>
 #include <initializer_list>
 #include <pthread.h>
 
@@ -70,12 +71,12 @@ void EnterThread() {}
 void LeaveThread() {}
 
 namespace {
-void (*g_atEnd)() = nullptr;
+std::atomic<void (*)()> g_atEnd{nullptr};
 pthread_key_t g_endKey;
 pthread_once_t g_endOnce = PTHREAD_ONCE_INIT;
 void RunAtEnd(void*)
 {
-    if (g_atEnd) g_atEnd();
+    if (void (*atEnd)() = g_atEnd.load()) atEnd();
 }
 void MakeEndKey() { pthread_key_create(&g_endKey, RunAtEnd); }
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "core/Win32Support.h"
 
+#include <atomic>
 #include <objbase.h>
 #include <process.h>
 
@@ -44,11 +45,11 @@ void EnterThread() { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
 void LeaveThread() { CoUninitialize(); }
 
 namespace {
-void (*g_atEnd)() = nullptr;
+std::atomic<void (*)()> g_atEnd{nullptr};
 // A fiber-local slot's callback runs when each thread that set it ends.
 void WINAPI RunAtEnd(void*)
 {
-    if (g_atEnd) g_atEnd();
+    if (void (*atEnd)() = g_atEnd.load()) atEnd();
 }
 DWORD EndSlot()
 {
