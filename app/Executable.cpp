@@ -140,7 +140,7 @@ void Executable::Go()
     while (__atomic_load_n(&m_runState, __ATOMIC_SEQ_CST) >= 1) {
         try {
             if (!m_application || !m_application->Execute()) Signal(0);
-            if (Thread* thread = __atomic_load_n(&m_exceptedThread, __ATOMIC_SEQ_CST)) {
+            if (Thread* thread = ExceptedThread()) {
                 if (ThreadException(thread)) __atomic_store_n(&m_exceptedThread, nullptr, __ATOMIC_SEQ_CST);
                 else Signal(0);
             }
@@ -179,5 +179,7 @@ void Executable::Stop()
     m_stopped = true;
     if (m_application) m_application->OnStopped.Emit();
 }
+
+Thread* Executable::ExceptedThread() const { return __atomic_load_n(&m_exceptedThread, __ATOMIC_SEQ_CST); }
 
 } // namespace dovo

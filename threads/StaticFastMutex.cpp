@@ -43,6 +43,11 @@ StaticFastMutex::StaticFastMutex() : m_counter(), m_mutex(FastMutex::NoInit{}), 
 }
 
 // The member's destructor deletes the native lock; a later use sets it up again.
+bool StaticFastMutex::IsInitialized() const
+{
+    return __atomic_load_n(&m_marker, __ATOMIC_ACQUIRE) == kInitializedMarker;
+}
+
 StaticFastMutex::~StaticFastMutex() { __atomic_store_n(&m_marker, 0u, __ATOMIC_RELEASE); }
 
 void StaticFastMutex::Initialize()

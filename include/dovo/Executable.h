@@ -43,7 +43,7 @@ public:
     static bool IsDaemon();
 
     /// The thread that reported an unhandled exception and is not yet dealt with, or null.
-    Thread* ExceptedThread() const { return __atomic_load_n(&m_exceptedThread, __ATOMIC_SEQ_CST); }
+    Thread* ExceptedThread() const;
     int ReturnCode() const { return m_returnCode; }
     bool Running() const;
 

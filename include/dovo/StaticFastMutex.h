@@ -29,7 +29,7 @@ private:
     StaticFastMutex& operator=(const StaticFastMutex&) = delete;
 
     void Initialize();
-    bool IsInitialized() const { return __atomic_load_n(&m_marker, __ATOMIC_ACQUIRE) == kInitializedMarker; }
+    bool IsInitialized() const;
     FastMutex& Get()
     {
         if (!IsInitialized()) Initialize();
