@@ -168,7 +168,9 @@ TEST(Thread, StagesSignalsExceptionsAndTheirReports)
         const int logged = InLog(row.text);
         Worker w(row.plan);
         RunToTheEnd(w);
-        if (row.events) EXPECT_EQ(w.events, row.events);
+        if (row.events) {
+            EXPECT_EQ(w.events, row.events);
+        }
         EXPECT_NE(w.events.find("Cleanup null"), std::string::npos);
         EXPECT_EQ(w.calls, row.calls);
         EXPECT_EQ(program.ExceptedThread() == &w, row.excepted);
