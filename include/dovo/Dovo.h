@@ -28,6 +28,7 @@
 
 #include <dovo/FastMutex.h>
 #include <dovo/Mutex.h>
+#include <dovo/Queue.h>
 #include <dovo/RWLock.h>
 #include <dovo/Semaphore.h>
 #include <dovo/StaticFastMutex.h>

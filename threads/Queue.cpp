@@ -1,0 +1,229 @@
+// The queue's ring: the write index is the next slot to fill, the read index the oldest item; they are
+// equal only when the ring is empty, because a ring that becomes full grows at once. Producers move the
+// write index under the add lock, consumers the read index under the get lock; whatever moves the read
+// index backwards or replaces the storage holds both (add lock first).
+
+#include <dovo/Queue.h>
+#include <dovo/SyncException.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace dovo {
+
+namespace {
+constexpr int kSemaphoreMaximum = 0x7FFFFFFF;
+
+unsigned char* NewBlock(unsigned items, unsigned itemSize)
+{
+    void* block = std::calloc(items, itemSize);
+    if (!block) throw std::bad_alloc();
+    return static_cast<unsigned char*>(block);
+}
+} // namespace
+
+Queue::Queue(const char* name, unsigned initialSize, unsigned growBy, bool threadSafe, unsigned itemSize)
+    : m_itemSize(itemSize ? itemSize : 8), m_initialSize(std::max(initialSize, 1u)), m_growBy(growBy),
+      m_threadSafe(threadSafe), m_semaphore(0, kSemaphoreMaximum)
+{
+    std::snprintf(m_name, sizeof m_name, "%s", name ? name : "");
+    m_storage = NewBlock(m_initialSize, m_itemSize);
+    m_capacity = m_initialSize;
+}
+
+Queue::Queue(const Queue& other)
+    : Queue(other.m_name, other.m_initialSize, other.m_growBy, other.m_threadSafe, other.m_itemSize)
+{
+}
+
+Queue::~Queue() { std::free(m_storage); }
+
+void Queue::CopyItem(const void* from, void* to) { std::memcpy(to, from, m_itemSize); }
+
+void Queue::ClearItem(void* item) { std::memset(item, 0, m_itemSize); }
+
+void Queue::LockAdd() const
+{
+    if (m_threadSafe) m_addLock.Enter();
+}
+void Queue::UnlockAdd() const
+{
+    if (m_threadSafe) m_addLock.Leave();
+}
+void Queue::LockGet() const
+{
+    if (m_threadSafe) m_getLock.Enter();
+}
+void Queue::UnlockGet() const
+{
+    if (m_threadSafe) m_getLock.Leave();
+}
+
+unsigned Queue::Add(const void* item)
+{
+    LockAdd();
+    const unsigned write = m_write.load(std::memory_order_relaxed);
+    CopyItem(item, Slot(write));
+    // Counted before the item is published, so that a consumer never takes the count below zero.
+    const unsigned count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
+    const unsigned next = write + 1 == m_capacity ? 0 : write + 1;
+    if (next != m_read.load(std::memory_order_acquire)) {
+        m_write.store(next, std::memory_order_release);
+    } else {
+        // Only consumers move the read index while the add lock is held, and only forwards: once they
+        // are held off, the ring is full exactly when the next index still meets it.
+        LockGet();
+        m_write.store(next, std::memory_order_release);
+        if (next == m_read.load(std::memory_order_relaxed)) Grow();
+        UnlockGet();
+    }
+    UnlockAdd();
+    m_semaphore.Post(1);
+    return count;
+}
+
+unsigned Queue::AddHead(const void* item)
+{
+    LockAdd();
+    LockGet();
+    const unsigned read = m_read.load(std::memory_order_relaxed);
+    const unsigned head = read == 0 ? m_capacity - 1 : read - 1;
+    CopyItem(item, Slot(head));
+    const unsigned count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
+    m_read.store(head, std::memory_order_release);
+    if (head == m_write.load(std::memory_order_relaxed)) Grow();
+    UnlockGet();
+    UnlockAdd();
+    m_semaphore.Post(1);
+    return count;
+}
+
+// Called with both locks held and the ring full (write index == read index).
+void Queue::Grow()
+{
+    const unsigned capacity = m_capacity;
+    const unsigned step = m_growBy ? m_growBy : std::clamp(capacity / 4, 8u, 1024u);
+    unsigned char* block = NewBlock(capacity + step, m_itemSize);
+    const unsigned read = m_read.load(std::memory_order_relaxed);
+    const std::size_t tail = static_cast<std::size_t>(capacity - read) * m_itemSize;
+    std::memcpy(block, Slot(read), tail);
+    std::memcpy(block + tail, m_storage, static_cast<std::size_t>(read) * m_itemSize);
+    std::free(m_storage);
+    m_storage = block;
+    m_read.store(0, std::memory_order_relaxed);
+    m_write.store(capacity, std::memory_order_release);
+    m_capacity = capacity + step;
+}
+
+void Queue::Shrink()
+{
+    if (m_threadSafe && !m_addLock.TryEnter()) return;
+    LockGet();
+    if (m_read.load(std::memory_order_relaxed) == m_write.load(std::memory_order_relaxed) &&
+        m_capacity > m_initialSize) {
+        unsigned char* block = NewBlock(m_initialSize, m_itemSize);
+        std::free(m_storage);
+        m_storage = block;
+        m_capacity = m_initialSize;
+        m_read.store(0, std::memory_order_relaxed);
+        m_write.store(0, std::memory_order_relaxed);
+    }
+    UnlockGet();
+    UnlockAdd();
+}
+
+// Called with the get lock held and the ring not empty.
+void Queue::TakeOldest(void* out)
+{
+    const unsigned read = m_read.load(std::memory_order_relaxed);
+    unsigned char* slot = Slot(read);
+    CopyItem(slot, out);
+    ClearItem(slot);
+    m_read.store(read + 1 == m_capacity ? 0 : read + 1, std::memory_order_release);
+}
+
+bool Queue::Get(void* out, float seconds)
+{
+    if (m_unblocked.load()) return false;
+    m_waiters.fetch_add(1);
+    const bool signalled = m_semaphore.Wait(seconds);
+    m_waiters.fetch_sub(1);
+    if (!signalled) {
+        Shrink();
+        return false;
+    }
+    if (m_unblocked.load()) return false;
+    LockGet();
+    const bool taken = m_read.load(std::memory_order_relaxed) != m_write.load(std::memory_order_acquire);
+    if (taken) {
+        TakeOldest(out);
+        m_count.fetch_sub(1, std::memory_order_relaxed);
+    }
+    UnlockGet();
+    return taken;
+}
+
+bool Queue::Get(void* out)
+{
+    LockGet();
+    const bool taken = m_read.load(std::memory_order_relaxed) != m_write.load(std::memory_order_acquire);
+    if (taken) {
+        TakeOldest(out);
+        m_semaphore.Wait(0);
+        m_count.fetch_sub(1, std::memory_order_relaxed);
+    }
+    UnlockGet();
+    return taken;
+}
+
+void Queue::Unblock(bool reset)
+{
+    if (m_unblocked.exchange(true)) return;
+    const int waiters = m_waiters.load();
+    try {
+        if (waiters > 0) m_semaphore.Post(waiters);
+    } catch (...) {
+        if (reset) m_unblocked.store(false);
+        throw;
+    }
+    if (reset) m_unblocked.store(false);
+}
+
+void Queue::Clear(bool unblock, bool reset)
+{
+    LockAdd();
+    LockGet();
+    unsigned read = m_read.load(std::memory_order_relaxed);
+    const unsigned write = m_write.load(std::memory_order_relaxed);
+    unsigned cleared = 0;
+    for (; read != write; ++cleared) {
+        ClearItem(Slot(read));
+        read = read + 1 == m_capacity ? 0 : read + 1;
+    }
+    m_read.store(0, std::memory_order_relaxed);
+    m_write.store(0, std::memory_order_relaxed);
+    m_count.store(0, std::memory_order_relaxed);
+    // The cleared items' counts go too, so that a later Get waits instead of waking to nothing. A
+    // consumer already woken for one of them finds the ring empty and returns false.
+    while (cleared-- > 0 && m_semaphore.Wait(0)) {
+    }
+    Shrink();
+    UnlockGet();
+    UnlockAdd();
+    if (unblock) Unblock(reset);
+}
+
+void Queue::Report(FILE* file) const
+{
+    LockAdd();
+    LockGet();
+    const unsigned count = Count();
+    std::fprintf(file, "\tQueue '%s' (item size = %u):\t%u Item%s.\tCurrent size = %u (initial = %u)\n", m_name,
+                 m_itemSize, count, count == 1 ? "" : "s", m_capacity, m_initialSize);
+    UnlockGet();
+    UnlockAdd();
+}
+
+} // namespace dovo
