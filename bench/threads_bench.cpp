@@ -4,7 +4,10 @@
 // releasing the same lock in a loop ("contended", Google Benchmark's Threads(2)). Triggers: two
 // threads ping-ponging through two auto-reset triggers, one iteration being one round trip, against
 // the same ping-pong made of a std::mutex, a std::condition_variable and a flag pair. Signals: one
-// emit into three connected slots, each adding the value to a counter of its own.
+// emit into three connected slots, each adding the value to a counter of its own. Semaphores: one
+// thread posting one count and taking it back ("uncontended"), and two threads ping-ponging through
+// two semaphores, against a counting semaphore made of a std::mutex and a std::condition_variable
+// and against std::counting_semaphore.
 //
 // Where threads wait for each other (contended locks, round trips) the CPU time misses the time a
 // thread sleeps, so those benchmarks are timed by the clock on the wall (UseRealTime) and the ratio
@@ -17,6 +20,7 @@
 #include <dovo/HasSlots.h>
 #include <dovo/Mutex.h>
 #include <dovo/RWLock.h>
+#include <dovo/Semaphore.h>
 #include <dovo/Signal.h>
 #include <dovo/ThreadPolicy.h>
 #include <dovo/Trigger.h>
@@ -28,6 +32,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <semaphore>
 #include <shared_mutex>
 #include <string>
 #include <thread>
@@ -190,6 +195,83 @@ void ConditionRoundTrip(benchmark::State& state)
     partner.join();
 }
 
+// ---- Semaphores: each kind says how it is made, posted and waited on.
+
+struct DovoSemaphore
+{
+    dovo::Semaphore semaphore{0, 1 << 30};
+    void Post() { semaphore.Post(1); }
+    void Wait() { semaphore.Wait(-1); }
+};
+
+// The plain counting semaphore of the standard library's pieces: a count under a mutex, and a
+// condition variable notified when a count is added while someone waits.
+class CvSemaphore
+{
+public:
+    void Post()
+    {
+        bool wake;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            ++m_count;
+            wake = m_waiting > 0;
+        }
+        if (wake) m_changed.notify_one();
+    }
+    void Wait()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        ++m_waiting;
+        m_changed.wait(lock, [&] { return m_count > 0; });
+        --m_waiting, --m_count;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    int m_count = 0, m_waiting = 0;
+};
+
+struct StdSemaphore
+{
+    std::counting_semaphore<> semaphore{0};
+    void Post() { semaphore.release(); }
+    void Wait() { semaphore.acquire(); }
+};
+
+template <typename Kind>
+void SemaphorePostWait(benchmark::State& state)
+{
+    Kind s;
+    for (auto _ : state) {
+        s.Post();
+        s.Wait();
+    }
+}
+
+// The round trip of the triggers above, through two semaphores.
+template <typename Kind>
+void SemaphoreRoundTrip(benchmark::State& state)
+{
+    Kind ping, pong;
+    std::atomic<bool> stop{false};
+    std::thread partner([&] {
+        for (;;) {
+            ping.Wait();
+            if (stop.load(std::memory_order_acquire)) return;
+            pong.Post();
+        }
+    });
+    for (auto _ : state) {
+        ping.Post();
+        pong.Wait();
+    }
+    stop.store(true, std::memory_order_release);
+    ping.Post();
+    partner.join();
+}
+
 // ---- Signal emit: three slots, each adding the value emitted to its own total. Every total must
 // come out as the sum of the values emitted, or the run is reported as failed.
 
@@ -273,6 +355,15 @@ using BoostSignalNoLock =
     // A round trip is two wake-ups of a sleeping thread: the scheduler's time more than the
     // trigger's, so no strict aim either.
     dovo::bench::SetAim("Trigger/roundtrip", kContendedAim);
+
+    benchmark::RegisterBenchmark("Semaphore/uncontended/dovo", SemaphorePostWait<DovoSemaphore>);
+    benchmark::RegisterBenchmark("Semaphore/uncontended/condvar", SemaphorePostWait<CvSemaphore>);
+    benchmark::RegisterBenchmark("Semaphore/uncontended/std", SemaphorePostWait<StdSemaphore>);
+    benchmark::RegisterBenchmark("Semaphore/roundtrip/dovo", SemaphoreRoundTrip<DovoSemaphore>)->UseRealTime();
+    benchmark::RegisterBenchmark("Semaphore/roundtrip/condvar", SemaphoreRoundTrip<CvSemaphore>)->UseRealTime();
+    benchmark::RegisterBenchmark("Semaphore/roundtrip/std", SemaphoreRoundTrip<StdSemaphore>)->UseRealTime();
+    dovo::bench::SetAim("Semaphore/uncontended", kUncontendedAim);
+    dovo::bench::SetAim("Semaphore/roundtrip", kContendedAim);
 
     // The table has one Dovo row per group: the single-threaded signal has a group of its own.
     benchmark::RegisterBenchmark("SignalEmit/dovo", DovoEmit<dovo::ThreadPolicy::LocalThreaded>);
