@@ -1,9 +1,9 @@
-#include <dovo/Exception.h>
 #include <dovo/StringTokenizer.h>
+
+#include "support/Checks.h"
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -25,15 +25,7 @@ Tokens All(StringTokenizer t, int length)
     for (int pos = t.CurrentPos(); t.GetNext(token); pos = t.CurrentPos()) out.emplace_back(token.str(), pos);
     EXPECT_EQ(t.CurrentPos(), length);
     EXPECT_EQ(token.str(), out.empty() ? "" : out.back().first);
-    try {
-        t.GetNext();
-        ADD_FAILURE() << "nothing was thrown";
-    } catch (dovo::Exception* e) {
-        std::unique_ptr<dovo::Exception> owned(e);
-        EXPECT_EQ(
-            std::tuple(e->Module().str(), e->Method().str(), e->Error(), e->Message().str(), e->OSError(), +e->Level()),
-            std::tuple("StringTokenizer", "GetNext", 0x20000005, "No more strings to return", 0, 1));
-    }
+    EXPECT_EQ(Thrown([&] { t.GetNext(); }), "StringTokenizer|GetNext|0x20000005|0|1|No more strings to return");
     return out;
 }
 

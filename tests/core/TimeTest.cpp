@@ -1,10 +1,12 @@
+#include <dovo/Platform.h>
 #include <dovo/Time.h>
+
+#include "support/Checks.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <random>
 #include <sstream>
@@ -157,12 +159,9 @@ TEST(Time, LocalZone)
     const Time asLocal(l.tm_year + 1900, l.tm_mon + 1, l.tm_mday, l.tm_hour, l.tm_min, l.tm_sec);
     const Time asUtc(u.tm_year + 1900, u.tm_mon + 1, u.tm_mday, u.tm_hour, u.tm_min, u.tm_sec);
     EXPECT_EQ(Time::TZOffset(), (asLocal - asUtc).TotalMilliseconds());
-#ifdef _WIN32
-    GTEST_SKIP() << "the Windows zone comes from the system, not from TZ";
-#else
-    const char* old = std::getenv("TZ");
-    const std::string saved = old ? old : "";
-    const auto setZone = [](const char* zone) { (zone ? setenv("TZ", zone, 1) : unsetenv("TZ")), tzset(); };
+    if (OnWindows()) GTEST_SKIP() << "the Windows zone comes from the system, not from TZ";
+    const dovo::String saved = dovo::Platform::GetEnvironment("TZ");
+    const auto setZone = [](const dovo::String& zone) { dovo::Platform::SetEnvironment("TZ", zone, false), tzset(); };
     setZone("XST-5:30");
     EXPECT_EQ(Time::TZOffset(), 330 * 60000);
     const Time t(2024, 1, 1, 12);
@@ -177,8 +176,7 @@ TEST(Time, LocalZone)
 
     setZone("CET-1CEST,M3.5.0,M10.5.0/3");
     EXPECT_EQ(Join(Time(2024, 7, 1, 12).DST(), Time(2024, 1, 15, 12).DST(), Time(1, 1, 1).DST()), "1|0|0");
-    setZone(old ? saved.c_str() : nullptr);
-#endif
+    setZone(saved);
 }
 
 TEST(Time, Durations)

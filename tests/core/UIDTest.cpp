@@ -1,10 +1,9 @@
-#include <dovo/Exception.h>
 #include <dovo/UID.h>
+
+#include "support/Checks.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <memory>
 #include <set>
 #include <string>
 #include <thread>
@@ -43,15 +42,8 @@ TEST(UIDTest, ParsesAndPrints)
     EXPECT_EQ(id.BinaryData()[0], 0xAB);
     EXPECT_EQ(id.BinaryData()[15], 0x89);
 
-    try {
-        UID bad("abcdef01-2345", true);
-        ADD_FAILURE() << "nothing was thrown";
-    } catch (dovo::Exception* e) {
-        std::unique_ptr<dovo::Exception> owned(e);
-        EXPECT_EQ(
-            std::tuple(e->Module().str(), e->Method().str(), e->Error(), e->Message().str(), e->OSError(), +e->Level()),
-            std::tuple("UID", "String Creator", 0x20000004, "Unable to extract valid UID from abcdef01-2345", 0, 1));
-    }
+    EXPECT_EQ(Thrown([] { UID("abcdef01-2345", true); }),
+              "UID|String Creator|0x20000004|0|1|Unable to extract valid UID from abcdef01-2345");
 }
 
 TEST(UIDTest, NilFullAndOrder)
