@@ -2,6 +2,7 @@
 #include <dovo/WeakPointerException.h>
 
 #include "objects/OSError.h"
+#include "support/Checks.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +11,6 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <tuple>
 
 using namespace dovo;
 
@@ -50,28 +50,16 @@ TEST(SmartHandle, TheObjectGoesWithTheLastStrongHandleAndTheBlockWithTheLastWeak
     }
     EXPECT_EQ(g_alive, 0);
     EXPECT_TRUE(weak.Expired());
-    try {
-        oserror::SetLast(5);
-        weak.Lock();
-        FAIL() << "a dead object was locked";
-    } catch (WeakPointerException* e) {
-        std::unique_ptr<WeakPointerException> owned(e);
-        // The thread's last OS error, taken at that moment.
-        EXPECT_EQ(std::tuple(e->Module().str(), e->Method().str(), e->Error(), e->Message().str(), e->OSError(),
-                             oserror::Last(), +e->Level()),
-                  std::tuple("SmartCountedBase", "LockWeak", 0x2000000F,
-                             "This weak pointer refers to an object that has a zero refcount", 5, 0, 1));
-    }
-    EXPECT_TRUE(weak.Expired()); // the failed lock changed no count
-
-    try {
-        SmartCountedObject strong{WeakCountedObject()};
-        FAIL() << "a strong holder was made from nothing";
-    } catch (Exception* e) {
-        std::unique_ptr<Exception> owned(e);
-        EXPECT_EQ(e->Module() + "|" + e->Message(),
-                  "SmartCountedObject|Cannot construct a SmartCountedObject from and invalid WeakCountedObject");
-    }
+    // The thread's last OS error, taken at that moment; the failed lock changes no count.
+    oserror::SetLast(5);
+    std::unique_ptr<Exception> e;
+    EXPECT_EQ(Thrown([&] { weak.Lock(); }, &e),
+              "SmartCountedBase|LockWeak|0x2000000F|5|1|This weak pointer refers to an "
+              "object that has a zero refcount");
+    EXPECT_TRUE(dynamic_cast<WeakPointerException*>(e.get()) && oserror::Last() == 0 && weak.Expired());
+    EXPECT_EQ(Thrown([] { SmartCountedObject strong{WeakCountedObject()}; }),
+              "SmartCountedObject|SmartCountedObject|0x2000000F|0|1|Cannot construct a SmartCountedObject from and "
+              "invalid WeakCountedObject");
 }
 
 TEST(SmartHandle, WeakHandlesRaceTheLastStrongRelease)
