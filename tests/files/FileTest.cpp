@@ -1,19 +1,14 @@
 #include <dovo/File.h>
 #include <dovo/Platform.h>
 
-#include <gtest/gtest.h>
+#include "support/Checks.h"
+#include "support/TestSupport.h"
 
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <random>
 #include <string>
 #include <thread>
-
-#ifndef _WIN32
-#include <sys/stat.h>
-#endif
 
 using dovo::File;
 using dovo::Path;
@@ -22,26 +17,14 @@ using dovo::String;
 
 namespace {
 
-const bool kWindows = Path::LocalSeparator() == '\\';
+const bool kWindows = OnWindows();
 
 void WriteFile(const Path& path, std::size_t bytes)
 {
     std::ofstream(path.c_str(), std::ios::binary | std::ios::trunc) << std::string(bytes, 'x');
 }
 
-// A fresh folder under the temporary folder, removed with everything in it at the end.
-class FileTest : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        std::random_device random;
-        m_root = File::GetTempDir() / Path(("dovo-file-test-" + std::to_string(random()) + std::to_string(random())));
-        ASSERT_TRUE(File::CreateDirectory(m_root, false));
-    }
-    void TearDown() override { std::filesystem::remove_all(m_root.c_str()); }
-    Path m_root;
-};
+using FileTest = TestFolder;
 
 } // namespace
 
@@ -85,9 +68,10 @@ TEST(File, StartupNamesTheApplicationFoldersExistAndCleanupForgetsIt)
 
 TEST_F(FileTest, SizesKindsAndFolders)
 {
-    WriteFile(m_root / "empty.txt", 0);
-    WriteFile(m_root / "f.txt", 70001);
-    const String r = m_root.Text(), f = (m_root / "f.txt").Text();
+    const Path root(m_dir.string());
+    WriteFile(root / "empty.txt", 0);
+    WriteFile(root / "f.txt", 70001);
+    const String r = root.Text(), f = (root / "f.txt").Text();
     // Path, size, exists, is a folder. A trailing separator (of either kind) names a folder, never a file.
     // clang-format off
     const std::tuple<String, long long, bool, bool> rows[] = {
@@ -101,50 +85,50 @@ TEST_F(FileTest, SizesKindsAndFolders)
         EXPECT_EQ(std::make_tuple(File::FileSize(path), File::Exists(path), File::IsDirectory(path)),
                   std::make_tuple(size, exists, folder))
             << path.str();
-        if (!exists) EXPECT_FALSE(File::Remove(path)) << path.str();
+        EXPECT_TRUE(exists || !File::Remove(path)) << path.str();
     }
     EXPECT_EQ(File::FileSize(f), 70001); // no Remove above took it
     EXPECT_EQ(File::Exists("~"), File::IsDirectory(File::GetUserDir()));
 
-    const Path nested = m_root / "a" / "b" / "c";
-    EXPECT_FALSE(File::CreateDirectory(nested, false) || File::Exists(m_root / "a")) << "parents are missing";
+    const Path nested = root / "a" / "b" / "c";
+    EXPECT_FALSE(File::CreateDirectory(nested, false) || File::Exists(root / "a")) << "parents are missing";
     EXPECT_TRUE(File::CreateDirectory(nested, true) && File::IsDirectory(nested));
     EXPECT_TRUE(File::CreateDirectory(nested, false) && File::CreateDirectory(nested, true)) << "it exists already";
-    EXPECT_TRUE(File::CreateDirectory(m_root / "d" / "e/", true) && File::IsDirectory(m_root / "d" / "e"));
+    EXPECT_TRUE(File::CreateDirectory(root / "d" / "e/", true) && File::IsDirectory(root / "d" / "e"));
     EXPECT_FALSE(File::CreateDirectory("", true));
     // A file where a folder should go: no folder, neither there nor below it.
     EXPECT_FALSE(File::CreateDirectory(f, true) || File::CreateDirectory(f + "/sub", true));
     EXPECT_EQ(File::FileSize(f), 70001);
-#ifndef _WIN32
-    const mode_t mask = umask(027); // 0777 less the umask, whatever the umask is
-    EXPECT_TRUE(File::CreateDirectory(m_root / "x", false));
-    umask(mask);
-    struct stat info;
-    EXPECT_TRUE(stat((m_root / "x").c_str(), &info) == 0 && (info.st_mode & 0777) == 0750);
-#endif
+    if (!kWindows) { // 0777 less the umask, whatever the umask is
+        const unsigned mask = SetUmask(027);
+        EXPECT_TRUE(File::CreateDirectory(root / "x", false));
+        SetUmask(mask);
+        EXPECT_EQ(std::filesystem::status(m_dir / "x").permissions(), std::filesystem::perms(0750));
+    }
     // Only empty folders go, innermost first; nothing removed is false.
     // clang-format off
     const std::pair<Path, bool> removals[] = {
-        {m_root / "a", false}, {nested, true}, {nested, false}, {m_root / "a/b/", true}, {m_root / "a", true},
-        {m_root / "a", false}, {f, true}, {f, false}, {"", false},
+        {root / "a", false}, {nested, true}, {nested, false}, {root / "a/b/", true}, {root / "a", true},
+        {root / "a", false}, {f, true}, {f, false}, {"", false},
     };
     // clang-format on
     for (const auto& [path, removed] : removals) EXPECT_EQ(File::Remove(path), removed) << path.Text();
-    EXPECT_FALSE(File::Exists(m_root / "a") || File::Exists(f));
+    EXPECT_FALSE(File::Exists(root / "a") || File::Exists(f));
 }
 
 TEST_F(FileTest, RenameReplacesOnlyWhenAskedAndNeverAFolder)
 {
-    ASSERT_TRUE(File::CreateDirectory(m_root / "a" / "b", true) && File::CreateDirectory(m_root / "c", false));
-    const Path f = m_root / "f.txt", g = m_root / "g.txt", moved = m_root / "moved";
+    const Path root(m_dir.string());
+    ASSERT_TRUE(File::CreateDirectory(root / "a" / "b", true) && File::CreateDirectory(root / "c", false));
+    const Path f = root / "f.txt", g = root / "g.txt", moved = root / "moved";
     // From, to, replace; whether it moved; the sizes of f and g afterwards (-1: none; 0: f written anew first, 11
     // bytes). Renames from a source that is gone, onto a file without replace, onto a folder or into a missing one
     // fail.
     // clang-format off
     const std::tuple<Path, Path, bool, bool, long long, long long> rows[] = {
         {f, g, false, true, -1, 5}, {f, g, true, false, -1, 5}, {f, g, false, false, 0, 5}, {f, g, true, true, -1, 11},
-        {g, m_root / "c", true, false, -1, 11}, {m_root / "a", moved, false, true, -1, 11},
-        {moved, m_root / "c", true, false, -1, 11}, {g, m_root / "d" / "f.txt", true, false, -1, 11},
+        {g, root / "c", true, false, -1, 11}, {root / "a", moved, false, true, -1, 11},
+        {moved, root / "c", true, false, -1, 11}, {g, root / "d" / "f.txt", true, false, -1, 11},
         {g, "", true, false, -1, 11}, {"", g, true, false, -1, 11}, {g, moved / "f.txt", false, true, -1, -1},
     };
     // clang-format on
@@ -155,7 +139,7 @@ TEST_F(FileTest, RenameReplacesOnlyWhenAskedAndNeverAFolder)
         EXPECT_EQ(File::FileSize(f), fSize ? fSize : 11) << to.Text();
         EXPECT_EQ(File::FileSize(g), gSize) << to.Text();
     }
-    EXPECT_TRUE(File::IsDirectory(moved / "b") && !File::Exists(m_root / "a"));
+    EXPECT_TRUE(File::IsDirectory(moved / "b") && !File::Exists(root / "a"));
     EXPECT_EQ(File::FileSize(moved / "f.txt"), 11);
 }
 

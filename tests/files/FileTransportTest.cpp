@@ -6,13 +6,13 @@
 #include <dovo/InFile.h>
 #include <dovo/OutFile.h>
 
-#include <gtest/gtest.h>
+#include "support/Checks.h"
+#include "support/TestSupport.h"
 
 #include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
-#include <random>
 #include <string>
 #include <tuple>
 
@@ -20,57 +20,34 @@ using namespace dovo;
 
 namespace {
 
-class FileTransportTest : public ::testing::Test
+using FileTransportTest = TestFolder;
+
+std::string Contents(const Path& path)
 {
-protected:
-    void SetUp() override
-    {
-        std::random_device random;
-        m_dir = File::GetTempDir() / Path(("dovo-transport-" + std::to_string(random()) + std::to_string(random())));
-        ASSERT_TRUE(File::CreateDirectory(m_dir, true));
-    }
-    void TearDown() override
-    {
-        for (const char* name : {"a.bin", "b.txt", "big.bin", "sub/"}) File::Remove(m_dir / name);
-        File::Remove(m_dir);
-    }
+    File file(path);
+    file.BeginUsing();
+    std::string text(static_cast<std::size_t>(file.Size()), '\0');
+    text.resize(static_cast<std::size_t>(
+        file.Read(reinterpret_cast<unsigned char*>(text.data()), static_cast<int>(text.size()))));
+    return text;
+}
 
-    std::string Contents(const Path& path)
-    {
-        File file(path);
-        file.BeginUsing();
-        std::string text(static_cast<std::size_t>(file.Size()), '\0');
-        text.resize(static_cast<std::size_t>(
-            file.Read(reinterpret_cast<unsigned char*>(text.data()), static_cast<int>(text.size()))));
-        return text;
-    }
-
-    // "File/where (error): message" of the FileException f throws, and its path.
-    std::string Failure(const std::function<void()>& f, Path* path = nullptr)
-    {
-        try {
-            f();
-        } catch (FileException* e) {
-            std::unique_ptr<FileException> owned(e);
-            if (path) *path = e->Filename();
-            EXPECT_NE(e->OSError(), 0);
-            return e->Module().str() + "/" + e->Method().str() + SFormat(" (%x): ", e->Error()).str() +
-                   e->Message().str();
-        } catch (Exception* e) {
-            std::unique_ptr<Exception> owned(e);
-            return "not a FileException: " + e->Message().str();
-        }
-        return "nothing thrown";
-    }
-
-    Path m_dir;
-};
+// What opening path threw, the OS error (which differs by platform, never 0) shown as "E"; the file is named.
+std::string OpenFailure(const std::function<void()>& open, const Path& path)
+{
+    std::unique_ptr<Exception> e;
+    std::string thrown = Thrown(open, &e);
+    const auto* file = dynamic_cast<const FileException*>(e.get());
+    EXPECT_TRUE(file && file->Filename() == path && file->OSError() != 0) << thrown;
+    const std::size_t os = thrown.find("|0x") + 12; // after "|0xERROR|"
+    return os < thrown.size() ? thrown.replace(os, thrown.find('|', os) - os, "E") : thrown;
+}
 
 } // namespace
 
 TEST_F(FileTransportTest, ModesWriteAppendAndReadWrite)
 {
-    const Path path = m_dir / "b.txt";
+    const Path path = Path(m_dir.string()) / "b.txt";
     struct Row
     {
         int mode;
@@ -94,29 +71,26 @@ TEST_F(FileTransportTest, ModesWriteAppendAndReadWrite)
 
 TEST_F(FileTransportTest, MissingFilesAndFailures)
 {
-    const Path missing = m_dir / "none.txt";
-    Path named;
+    const Path dir(m_dir.string()), missing = dir / "none.txt";
+    const std::string cannot = "File|BeginUsing|0x20000008|E|1|Could not open file ";
     File reader(missing);
-    EXPECT_EQ(Failure([&] { reader.BeginUsing(); }, &named),
-              "File/BeginUsing (20000008): Could not open file " + missing.Text().str());
-    EXPECT_EQ(named, missing);
+    EXPECT_EQ(OpenFailure([&] { reader.BeginUsing(); }, missing), cannot + missing.Text().str());
     EXPECT_FALSE(reader.TryOpen(missing));
     EXPECT_FALSE(reader.IsUsable());
-    EXPECT_EQ(Failure([&] { reader.AltOpen(m_dir); }),
-              "File/BeginUsing (20000008): Could not open file " + m_dir.Text().str()); // a folder is not a file
+    EXPECT_EQ(OpenFailure([&] { reader.AltOpen(dir); }, dir), cannot + dir.Text().str()); // a folder is not a file
 
     File empty(missing, File::modeRead | File::modeMissingIsEmpty);
     empty.BeginUsing();
     unsigned char byte;
     EXPECT_EQ(std::tuple(empty.IsUsable(), empty.Size(), empty.Read(&byte, 1)), std::tuple(true, 0LL, 0));
     EXPECT_FALSE(File::Exists(missing)); // reading never creates it
-    EXPECT_EQ(Failure([&] { InFile in(m_dir / "no" / "such.bin"); }),
-              "File/BeginUsing (20000008): Could not open file " + (m_dir / "no" / "such.bin").Text().str());
+    const Path below = dir / "no" / "such.bin";
+    EXPECT_EQ(OpenFailure([&] { InFile in(below); }, below), cannot + below.Text().str());
 }
 
 TEST_F(FileTransportTest, StreamsOverFiles)
 {
-    const Path path = m_dir / "big.bin";
+    const Path path = Path(m_dir.string()) / "big.bin";
     {
         OutFile out(path, File::modeWrite, 1000); // values straddle the buffer's end
         for (int i = 0; i < 100000; ++i) out.Put(i * 7);
@@ -193,6 +167,7 @@ TEST(PathTranslationTest, RootsOfEveryPlatform)
 
 TEST_F(FileTransportTest, FindsByWildcard)
 {
+    const Path dir(m_dir.string());
     const std::string many(3000, 'a');
     struct Row
     {
@@ -210,22 +185,22 @@ TEST_F(FileTransportTest, FindsByWildcard)
     EXPECT_EQ(FileFinder::Matches("A.LOG", "*.log"), Path::LocalSeparator() == '\\');
 
     {
-        OutFile a(m_dir / "a.bin");
+        OutFile a(dir / "a.bin");
         a.Put(1);
-        OutFile b(m_dir / "b.txt");
+        OutFile b(dir / "b.txt");
     }
-    ASSERT_TRUE(File::CreateDirectory(m_dir / "sub", false));
+    ASSERT_TRUE(File::CreateDirectory(dir / "sub", false));
     std::map<std::string, std::tuple<bool, long long>> found;
-    for (FileFinder f(m_dir / Path("*")); f.Next();) {
+    for (FileFinder f(dir / Path("*")); f.Next();) {
         found[f.Name().str()] = std::tuple(f.IsDirectory(), f.Size());
-        EXPECT_EQ(f.FullPath(), m_dir / Path(f.Name()));
+        EXPECT_EQ(f.FullPath(), dir / Path(f.Name()));
         EXPECT_LE((Time::CurrentTime() - f.Modified()).TotalSeconds(), 3600) << f.Name();
     }
     EXPECT_EQ(found, (std::map<std::string, std::tuple<bool, long long>>{
                          {"a.bin", {false, 4}}, {"b.txt", {false, 0}}, {"sub", {true, 0}}}));
     int bins = 0;
-    for (FileFinder f(m_dir / Path("*.bin")); f.Next();) ++bins;
+    for (FileFinder f(dir / Path("*.bin")); f.Next();) ++bins;
     EXPECT_EQ(bins, 1);
-    FileFinder none(m_dir / "missing" / "*");
+    FileFinder none(dir / "missing" / "*");
     EXPECT_FALSE(none.Next());
 }

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -23,6 +24,8 @@ void SetEnvironment(const std::string& name, const std::string& value)
 }
 
 std::string Native(const std::filesystem::path& path) { return path.string(); }
+
+unsigned SetUmask(unsigned mask) { return umask(static_cast<mode_t>(mask)); }
 
 int HelperRun::Exit(int code) { return code & 0xFF; }
 

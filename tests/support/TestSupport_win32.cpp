@@ -18,6 +18,8 @@ std::string Native(const std::filesystem::path& path)
     return text[0] == '/' ? "Z:" + text : text;
 }
 
+unsigned SetUmask(unsigned) { return 0; }
+
 int HelperRun::Exit(int code) { return code; }
 
 struct Child::Process
