@@ -56,6 +56,7 @@
 #include <dovo/LogItem.h>
 
 #include <dovo/Thread.h>
+#include <dovo/ThreadPool.h>
 
 #include <dovo/Application.h>
 #include <dovo/CommandLine.h>

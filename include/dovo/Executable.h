@@ -1,6 +1,10 @@
 #pragma once
 
 #include <dovo/Export.h>
+#include <dovo/Signal.h>
+#include <dovo/ThreadPolicy.h>
+
+#include <cstdio>
 
 namespace dovo {
 
@@ -46,6 +50,10 @@ public:
     Thread* ExceptedThread() const;
     int ReturnCode() const { return m_returnCode; }
     bool Running() const;
+
+    /// Emitted by Application::ReportStatistics with the open report file, after OnStatistics and
+    /// before the logs' report: parts of the library (the thread pool) add their own lines here.
+    Signal1<FILE*, ThreadPolicy::GlobalThreaded> ReportingStatistics;
 
 protected:
     /// The service words. Each raises an Exception (module "Executable", the operation as method) when
