@@ -1,6 +1,7 @@
 #include <dovo/Platform.h>
 
-#include <gtest/gtest.h>
+#include "support/Checks.h"
+#include "support/TestSupport.h"
 
 #include <algorithm>
 #include <cctype>
@@ -8,53 +9,14 @@
 #include <future>
 #include <regex>
 #include <string>
-#include <thread>
 #include <vector>
-
-#ifdef _WIN32
-#include "core/Win32Support.h"
-#else
-#include <pwd.h>
-#include <unistd.h>
-#endif
 
 using dovo::Platform;
 using dovo::String;
 
 namespace {
 
-#ifdef _WIN32
-constexpr bool kWindows = true;
-std::string OsComputerName()
-{
-    char name[MAX_COMPUTERNAME_LENGTH + 1] = {};
-    DWORD size = sizeof name;
-    return GetComputerNameA(name, &size) ? std::string(name, size) : std::string();
-}
-std::string OsUserName()
-{
-    char name[257] = {};
-    DWORD size = sizeof name;
-    return GetUserNameA(name, &size) ? std::string(name) : std::string();
-}
-unsigned OsProcessId() { return GetCurrentProcessId(); }
-int OsLogicalProcessors() { return static_cast<int>(GetActiveProcessorCount(ALL_PROCESSOR_GROUPS)); }
-#else
-constexpr bool kWindows = false;
-std::string OsComputerName()
-{
-    char name[256] = {};
-    return gethostname(name, sizeof name - 1) == 0 ? std::string(name) : std::string();
-}
-std::string OsUserName()
-{
-    const passwd* entry = getpwuid(geteuid());
-    const char* user = entry ? entry->pw_name : std::getenv("USER");
-    return user ? user : "";
-}
-unsigned OsProcessId() { return static_cast<unsigned>(getpid()); }
-int OsLogicalProcessors() { return static_cast<int>(std::thread::hardware_concurrency()); }
-#endif
+const bool kWindows = OnWindows();
 
 std::string Upper(std::string s)
 {

@@ -21,6 +21,11 @@ inline Strings Lines(const std::filesystem::path& file) { return Split(Read(file
 inline bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 /// A path as a program of the build must be given it (a drive-letter path under Wine).
 std::string Native(const std::filesystem::path& path);
+/// What the system itself answers, to compare the library's answers with.
+std::string OsComputerName();
+std::string OsUserName();
+unsigned OsProcessId();
+int OsLogicalProcessors();
 /// Sets the process's file-creation mask and returns the old one (POSIX; nothing on Windows).
 unsigned SetUmask(unsigned mask);
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <pwd.h>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/stat.h>
@@ -24,6 +25,23 @@ void SetEnvironment(const std::string& name, const std::string& value)
 }
 
 std::string Native(const std::filesystem::path& path) { return path.string(); }
+
+std::string OsComputerName()
+{
+    char name[256] = {};
+    return gethostname(name, sizeof name - 1) == 0 ? std::string(name) : std::string();
+}
+
+std::string OsUserName()
+{
+    const passwd* entry = getpwuid(geteuid());
+    const char* user = entry ? entry->pw_name : std::getenv("USER");
+    return user ? user : "";
+}
+
+unsigned OsProcessId() { return static_cast<unsigned>(getpid()); }
+
+int OsLogicalProcessors() { return static_cast<int>(std::thread::hardware_concurrency()); }
 
 unsigned SetUmask(unsigned mask) { return umask(static_cast<mode_t>(mask)); }
 

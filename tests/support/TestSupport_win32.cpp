@@ -18,6 +18,24 @@ std::string Native(const std::filesystem::path& path)
     return text[0] == '/' ? "Z:" + text : text;
 }
 
+std::string OsComputerName()
+{
+    char name[MAX_COMPUTERNAME_LENGTH + 1] = {};
+    DWORD size = sizeof name;
+    return GetComputerNameA(name, &size) ? std::string(name, size) : std::string();
+}
+
+std::string OsUserName()
+{
+    char name[257] = {};
+    DWORD size = sizeof name;
+    return GetUserNameA(name, &size) ? std::string(name) : std::string();
+}
+
+unsigned OsProcessId() { return GetCurrentProcessId(); }
+
+int OsLogicalProcessors() { return static_cast<int>(GetActiveProcessorCount(ALL_PROCESSOR_GROUPS)); }
+
 unsigned SetUmask(unsigned) { return 0; }
 
 int HelperRun::Exit(int code) { return code; }
