@@ -152,6 +152,7 @@ Path Application::ReportStatistics(const Path& file)
     FILE* out = std::fopen(path.c_str(), "a");
     if (!out) return path;
     OnStatistics(out);
+    ReportingStatistics(out);
     Log::ReportStatistics(out);
     std::fclose(out);
     return path;
