@@ -33,70 +33,29 @@ void Run(InStream& in, int depth, const std::uint8_t*& script, const std::uint8_
     }
 }
 
+template <typename T>
+void Get(InStream& in)
+{
+    T value;
+    in.Get(value);
+}
+
+void GetString(InStream& in)
+{
+    String value;
+    in.Get(value);
+    FUZZ_CHECK(value.Length() <= 1048576);
+}
+
+// A reader per value type, for the script's first twelve operations.
+void (*const kGetters[])(InStream&) = {Get<bool>,      Get<signed char>, Get<short>, Get<int>,
+                                       Get<long long>, Get<double>,      Get<float>, GetString,
+                                       Get<Path>,      Get<UID>,         Get<Time>,  Get<RAMBlock>};
+
 void Step(InStream& in, std::uint8_t op, int depth, const std::uint8_t*& script, const std::uint8_t* end)
 {
+    if (op % 20 < 12) return kGetters[op % 20](in);
     switch (op % 20) {
-    case 0: {
-        bool v;
-        in.Get(v);
-        break;
-    }
-    case 1: {
-        signed char v;
-        in.Get(v);
-        break;
-    }
-    case 2: {
-        short v;
-        in.Get(v);
-        break;
-    }
-    case 3: {
-        int v;
-        in.Get(v);
-        break;
-    }
-    case 4: {
-        long long v;
-        in.Get(v);
-        break;
-    }
-    case 5: {
-        double v;
-        in.Get(v);
-        break;
-    }
-    case 6: {
-        float v;
-        in.Get(v);
-        break;
-    }
-    case 7: {
-        String v;
-        in.Get(v);
-        FUZZ_CHECK(v.Length() <= 1048576);
-        break;
-    }
-    case 8: {
-        Path v;
-        in.Get(v);
-        break;
-    }
-    case 9: {
-        UID v;
-        in.Get(v);
-        break;
-    }
-    case 10: {
-        Time v;
-        in.Get(v);
-        break;
-    }
-    case 11: {
-        RAMBlock v;
-        in.Get(v);
-        break;
-    }
     case 12:
         if (depth < 8) {
             InStream::Block block(in);
