@@ -173,6 +173,146 @@ TEST(Semaphore, CountsUpToItsMaximum)
     EXPECT_TRUE(Done(waiter, kGenerous));
 }
 
+namespace {
+
+// The waitable objects of the tests below behind one face; copies share the object.
+struct Waitable
+{
+    enum Kind { AutoReset, ManualReset, SemaphoreOfOne, SemaphoreOfTwo };
+    static constexpr const char* kNames[] = {"auto-reset trigger", "manual-reset trigger", "semaphore of one",
+                                             "semaphore of two"};
+
+    explicit Waitable(Kind kind)
+    {
+        if (kind <= ManualReset) trigger = std::make_shared<Trigger>(kind == AutoReset, false);
+        else semaphore = std::make_shared<Semaphore>(0, kind == SemaphoreOfOne ? 1 : 2);
+    }
+    bool Wait(float seconds) const { return trigger ? trigger->Wait(seconds) : semaphore->Wait(seconds); }
+    /// Signals or posts one; a semaphore's count before (-1 when the post failed), else 0.
+    int Release() const
+    {
+        if (trigger) return trigger->Signal(), 0;
+        try {
+            return semaphore->Post(1);
+        } catch (SyncException* e) {
+            delete e;
+            return -1;
+        }
+    }
+
+    std::shared_ptr<Trigger> trigger;
+    std::shared_ptr<Semaphore> semaphore;
+};
+
+} // namespace
+
+TEST(Trigger, ReleasesInARowLetOneWaiterThroughEach)
+{
+    constexpr int kWaiters = 5, kInARow = 4;
+    for (const auto kind : {Waitable::AutoReset, Waitable::SemaphoreOfOne}) {
+        SCOPED_TRACE(Waitable::kNames[kind]);
+        const Waitable object(kind);
+        Semaphore done(0, kWaiters);
+        std::vector<std::thread> waiters;
+        for (int i = 0; i < kWaiters; ++i)
+            waiters.emplace_back([&] {
+                if (object.Wait(kGenerous)) done.Post(1);
+            });
+        EXPECT_FALSE(done.Wait(0.05f)) << "through without a release";         // (and the waiters settle)
+        for (int i = 0; i < kInARow; ++i) EXPECT_EQ(object.Release(), 0) << i; // before the waiters run
+        for (int i = 0; i < kInARow; ++i) EXPECT_TRUE(done.Wait(kGenerous)) << "release " << i << " was lost";
+        EXPECT_FALSE(done.Wait(0.05f)) << "more through than releases";
+        for (int i = kInARow; i < kWaiters; ++i) {
+            EXPECT_EQ(object.Release(), 0);
+            EXPECT_TRUE(done.Wait(kGenerous));
+        }
+        EXPECT_FALSE(object.Wait(0));
+        for (auto& t : waiters) t.join();
+    }
+}
+
+TEST(Trigger, ManualResetReleasesEveryWaiterEvenWhenResetAtOnce)
+{
+    Trigger trigger;
+    Semaphore done(0, 2);
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 2; ++i)
+        waiters.emplace_back([&] {
+            if (trigger.Wait(kGenerous)) done.Post(1);
+        });
+    EXPECT_FALSE(done.Wait(0.05f));
+    trigger.Signal();
+    trigger.Reset();
+    EXPECT_TRUE(done.Wait(kGenerous) && done.Wait(kGenerous)) << "a waiter missed the signal";
+    EXPECT_FALSE(trigger.Wait(0));
+    for (auto& t : waiters) t.join();
+}
+
+TEST(Trigger, SignalsWithoutAWaiterLeaveItSignalledOnce)
+{
+    struct Row
+    {
+        bool autoReset, initially;
+        int signals, polls; // polls that succeed, of four
+    } rows[] = {
+        {true, false, 0, 0}, {true, false, 1, 1},  {true, false, 3, 1},  {true, true, 0, 1},
+        {true, true, 2, 1},  {false, false, 0, 0}, {false, false, 3, 4}, {false, true, 0, 4},
+    };
+    for (const Row& row : rows) {
+        Trigger trigger(row.autoReset, row.initially);
+        for (int i = 0; i < row.signals; ++i) trigger.Signal();
+        int polls = 0;
+        for (int i = 0; i < 4; ++i) polls += trigger.Wait(0);
+        EXPECT_EQ(polls, row.polls) << row.autoReset << row.initially << row.signals;
+        trigger.Signal(), trigger.Reset();
+        EXPECT_FALSE(trigger.Wait(0));
+    }
+}
+
+TEST(Semaphore, TimedOutWaitsReturnFalseAndLeaveNoTrace)
+{
+    struct Row
+    {
+        Waitable::Kind kind;
+        int polls; // after two releases, polls that succeed of four
+    } rows[] = {{Waitable::AutoReset, 1}, {Waitable::ManualReset, 4}, {Waitable::SemaphoreOfTwo, 2}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(Waitable::kNames[row.kind]);
+        const Waitable object(row.kind);
+        for (const float seconds : {0.0f, 0.0009f, 0.02f}) EXPECT_FALSE(object.Wait(seconds)) << seconds;
+        EXPECT_FALSE(OnOtherThread([&] { return object.Wait(0.02f); }));
+        // A waiter that timed out still counted would take a release or widen the maximum.
+        EXPECT_EQ(object.Release(), 0);
+        EXPECT_EQ(object.Release(), row.kind == Waitable::SemaphoreOfTwo ? 1 : 0);
+        int polls = 0;
+        for (int i = 0; i < 4; ++i) polls += object.Wait(0);
+        EXPECT_EQ(polls, row.polls);
+    }
+}
+
+TEST(Semaphore, EveryPostIsTakenExactlyOnce)
+{
+    constexpr int kProducers = 3, kPerProducer = 3000, kTotal = kProducers * kPerProducer;
+    Semaphore s(0, kTotal);
+    std::atomic<int> taken{0};
+    std::vector<std::thread> threads;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60); // only if posts are lost
+    // Consumers that poll, that time out often and that mostly sleep.
+    for (const float seconds : {0.0f, 0.001f, 0.05f, kGenerous})
+        threads.emplace_back([&, seconds] {
+            while (taken.load() < kTotal && std::chrono::steady_clock::now() < deadline)
+                if (s.Wait(seconds)) ++taken;
+        });
+    for (int p = 0; p < kProducers; ++p)
+        threads.emplace_back([&] {
+            for (int i = 0; i < kPerProducer / 3; ++i) s.Post(1), s.Post(2);
+        });
+    for (auto& t : threads) t.join();
+    EXPECT_EQ(taken, kTotal);
+    EXPECT_FALSE(s.Wait(0)) << "a count was posted twice";
+    EXPECT_EQ(s.Post(1), 0);
+}
+
 TEST(AutoHandle, InvalidHandlesCopyAsNone)
 {
     _AutoHandle none, allOnes(reinterpret_cast<_AutoHandle::HANDLE>(~std::uintptr_t{0}));
