@@ -196,34 +196,26 @@ TEST(StreamTest, ValueBytes)
 
 TEST(StreamTest, RoundTripAndBadInput)
 {
+    // Values longer than the reader's buffer, the sizes reads return and a record's size: the value format check
+    // (tests/helpers/ValueFormat.cpp) reads back every type, records skipped by older readers included.
     const UID id(true);
     const Bytes bytes = Written([&](OutStream& o) {
-        o.Put(static_cast<unsigned char>(200)), o.Put(-5), o.Put(static_cast<unsigned short>(65535));
-        o.Put(-1LL), o.Put(2.5), o.Put(String("text")), o.Put(id), o.Put(UID());
+        o.Put(-1LL), o.Put(String("text")), o.Put(id);
         OutStream::Marker m(o, 2);
         o.Put(7), o.Put(8);
     });
-    InStream in(const_cast<unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
     RAMBlock block(const_cast<unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
     InStream reader(8); // smaller than several values: the slow path across refills
     reader.Attach(&block);
-    unsigned char c;
-    int i;
-    unsigned short us;
     long long ll;
-    double d;
     String s;
-    UID a, b(true);
-    reader.Get(c), reader.Get(i), reader.Get(us), reader.Get(ll), reader.Get(d);
-    EXPECT_EQ(reader.Get(s), 8);
-    EXPECT_EQ(reader.Get(a), 16);
-    reader.Get(b);
-    EXPECT_EQ(std::tuple(+c, i, +us, ll, d, s.str()), std::tuple(200, -5, 65535, -1LL, 2.5, std::string("text")));
-    EXPECT_EQ(a, id);
-    EXPECT_FALSE(b);
+    UID a;
+    const int sizes[] = {reader.Get(ll), reader.Get(s), reader.Get(a)};
+    EXPECT_EQ(std::tuple(sizes[0], sizes[1], sizes[2], ll, s.str(), a), std::tuple(8, 8, 16, -1LL, "text", id));
     {
         InStream::Block record(reader);
         EXPECT_EQ(std::tuple(+record.Revision(), record.Size()), std::tuple(2, 8));
+        int i;
         reader.Get(i); // an older reader knows only the first value
     }
     EXPECT_TRUE(reader.EndOfFile());
