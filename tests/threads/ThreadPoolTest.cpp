@@ -262,7 +262,7 @@ TEST(ThreadPool, PriorityTasksGoFirstAndFailuresLeaveTheWorkerGoing)
 TEST(ThreadPool, EveryTaskRunsOnceFromSeveralProducers)
 {
     ThreadPool::Initialize();
-    constexpr int kProducers = 4, kEach = 5000, kTotal = kProducers * kEach;
+    constexpr int kProducers = 4, kEach = 1000, kTotal = kProducers * kEach;
     std::vector<std::atomic<int>> hits(kTotal);
     std::atomic<int> done{0};
     Trigger finished;
