@@ -124,6 +124,7 @@ void Application::Cleanup()
 {
     m_finished.Signal();
     LogSystem(m_appName + " Shut down");
+    Log::LogCleanup();
 }
 
 void Application::OnStatistics(FILE* out)

@@ -7,16 +7,40 @@
 #include <dovo/Log.h>
 
 #include "app/Lifecycle.h"
+#include "log/LoggingThread.h"
 
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 
 namespace dovo::lifecycle {
 
 namespace {
 std::atomic<bool> g_reportPureVirtual{false};
+std::terminate_handler g_terminate = nullptr;
+
+void OnTerminate()
+{
+    logthread::Flush();
+    if (g_terminate) g_terminate();
+    std::abort();
+}
+
+void OnAbort(int)
+{
+    logthread::Flush();
+    std::signal(SIGABRT, SIG_DFL);
+    std::raise(SIGABRT);
+}
+} // namespace
+
+void FlushLogsOnAbort()
+{
+    g_terminate = std::set_terminate(OnTerminate);
+    std::signal(SIGABRT, OnAbort);
 }
 
 bool PureVirtualReportEnabled() { return g_reportPureVirtual; }
@@ -78,6 +102,7 @@ void EnablePureVirtualReport() { g_reportPureVirtual = true; }
 
 void EndProcess(int code)
 {
+    logthread::Flush();
     std::fflush(nullptr);
     std::_Exit(code);
 }

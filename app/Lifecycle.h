@@ -38,7 +38,10 @@ void OnPureVirtualCall();
 void EnablePureVirtualReport();
 bool PureVirtualReportEnabled();
 
-/// Ends the process with code now, from any thread: the streams are flushed, but neither atexit
+/// Makes std::terminate and abort write out the queued log lines before the process goes.
+void FlushLogsOnAbort();
+
+/// Ends the process with code now, from any thread: the queued log lines and the streams are flushed, but neither atexit
 /// handlers nor static destructors run (the main thread may still be inside the application).
 [[noreturn]] void EndProcess(int code);
 

@@ -104,6 +104,7 @@ void InstallFaultHandlers()
     // Processor faults are reported by the fault translator's own handlers, and the run-time writes its
     // messages to standard error already: what is left is the report of a pure virtual call.
     EnablePureVirtualReport();
+    FlushLogsOnAbort();
 }
 
 } // namespace dovo::lifecycle

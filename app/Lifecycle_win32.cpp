@@ -5,6 +5,7 @@
 
 #include "app/Lifecycle.h"
 #include "core/Win32Support.h"
+#include "log/LoggingThread.h"
 
 #include <atomic>
 #include <cstdio>
@@ -37,6 +38,7 @@ LONG WINAPI PassThrough(EXCEPTION_POINTERS* pointers)
         const String text = "Unhandled processor fault:\n\n" + fault.DisplayAsString();
         std::fputs(text.c_str(), stderr);
         std::fflush(stderr);
+        logthread::Flush();
     }
     return EXCEPTION_CONTINUE_SEARCH;
 }
@@ -68,6 +70,7 @@ void InstallFaultHandlers()
     _set_purecall_handler(PureCall);
     _set_error_mode(_OUT_TO_STDERR);
     EnablePureVirtualReport();
+    FlushLogsOnAbort();
 }
 
 } // namespace dovo::lifecycle

@@ -7,6 +7,7 @@
 #include <dovo/Platform.h>
 
 #include "log/LogFile.h"
+#include "log/LoggingThread.h"
 #include "objects/ExceptionHooks.h"
 #include "threads/Hold.h"
 #include "threads/Kernel.h"
@@ -16,6 +17,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -84,6 +86,8 @@ Log::Log(const Path& file, LogLevel displayLevel, LogLevel fileLevel, bool keepI
 
 void Log::_ConstructLog()
 {
+    if (logthread::Closed())
+        Exception::Throw("Log", "_ConstructLog", 0, "Logs cannot be created after log cleanup", 0, String(), 1);
     Registry& living = Living();
     std::lock_guard<std::mutex> hold(living.lock);
     living.logs.insert(this);
@@ -93,6 +97,8 @@ Log::~Log()
 {
     // The global log going (at exit): exceptions from now on have nowhere to be written.
     if (s_GlobalLog.Get() == this) hooks::SetExceptionLogWriter(nullptr, nullptr);
+    // Queued items name their log: they are written before it goes.
+    if (logthread::Started()) logthread::Drain(60.0f);
     {
         // A dump that took this log before it left the registry finishes first (a dump is a bounded
         // piece of file output).
@@ -134,7 +140,15 @@ private:
 void Log::DoLog(LogLevel level, const String& text)
 {
     if (level < 0 || text.Empty()) return;
-    if (!m_keepInMemory.load(std::memory_order_relaxed)) {
+    const bool keep = m_keepInMemory.load(std::memory_order_relaxed);
+    if (logthread::Accepting()) {
+        if (keep || level <= m_fileLevel.load(std::memory_order_relaxed))
+            logthread::Enqueue(this, new LogItem(level, text));
+        return;
+    }
+    // Items queued before the logging thread stopped go first.
+    if (logthread::Pending()) logthread::Drain();
+    if (!keep) {
         // Not kept: no item is made, and the line is made before the lock is taken, which is then held
         // for the write alone.
         if (level > m_fileLevel.load(std::memory_order_relaxed)) return;
@@ -145,20 +159,28 @@ void Log::DoLog(LogLevel level, const String& text)
         if (!m_file.Empty()) WriteLine(*line);
         return;
     }
-    auto* item = new LogItem(level, text);
-    if (DisplayAndSaveItem(item)) delete item;
+    LogItem* item = new LogItem(level, text);
+    _DisplayAndSave(&item, 1);
 }
 
-bool Log::DisplayAndSaveItem(LogItem* item)
+void Log::_DisplayAndSave(LogItem* const* items, std::size_t count)
 {
     Hold hold(m_lock);
+    const LogLevel fileLevel = m_fileLevel;
     bool missed = false;
-    if (item->level <= m_fileLevel && !m_file.Empty()) {
-        LineBuffer line;
-        item->AppendLine(*line);
-        missed = !WriteLine(*line);
+    if (!m_file.Empty()) {
+        LineBuffer lines;
+        for (std::size_t i = 0; i < count; ++i)
+            if (items[i]->level <= fileLevel) items[i]->AppendLine(*lines);
+        missed = !(*lines).empty() && !WriteLine(*lines);
     }
-    if (!m_keepInMemory) return true;
+    for (std::size_t i = 0; i < count; ++i)
+        if (!KeepItem(items[i], missed && items[i]->level <= fileLevel)) delete items[i];
+}
+
+bool Log::KeepItem(LogItem* item, bool missed)
+{
+    if (!m_keepInMemory) return false;
     // (A lowered limit shrinks the list as the next item comes.)
     while (m_memoryLimit > 0 && m_itemCount >= static_cast<unsigned>(m_memoryLimit)) _Pop();
     item->next = nullptr;
@@ -166,7 +188,7 @@ bool Log::DisplayAndSaveItem(LogItem* item)
     m_tail = item;
     ++m_itemCount;
     if (missed && !m_unwritten) m_unwritten = item;
-    return false;
+    return true;
 }
 
 bool Log::OpenFile()
@@ -340,11 +362,11 @@ Path Log::Dump(LogLevel level)
     return dump;
 }
 
-void Log::DumpAll(const String& html, LogLevel level)
+// Calls visit for every living log, each pinned meanwhile: one destroyed meanwhile waits in its
+// destructor until its visit is over.
+void Log::ForEachLiving(const std::function<void(Log&)>& visit)
 {
-    GlobalLog(Info, ">>>>>>>> Dumping All Logs <<<<<<<<");
     Registry& living = Living();
-    // Each log is pinned while it is dumped: one destroyed meanwhile waits in its destructor.
     std::vector<Log*> logs;
     {
         std::lock_guard<std::mutex> hold(living.lock);
@@ -353,7 +375,7 @@ void Log::DumpAll(const String& html, LogLevel level)
             logs.push_back(log);
         }
     }
-    // Unpins the logs from next on: after each dump its own, and all that are left when a dump throws.
+    // Unpins the logs from next on: after each visit its own, and all that are left when one throws.
     std::size_t next = 0;
     const auto unpin = [&](std::size_t end) {
         {
@@ -368,13 +390,41 @@ void Log::DumpAll(const String& html, LogLevel level)
         std::size_t end;
         ~Rest() { release(end); }
     } rest{unpin, logs.size()};
-    std::vector<Path> dumps;
     while (next < logs.size()) {
-        const Path dump = logs[next]->Dump(level);
+        visit(*logs[next]);
         unpin(next + 1);
-        if (!dump.Empty()) dumps.push_back(dump);
     }
+}
+
+void Log::DumpAll(const String& html, LogLevel level)
+{
+    GlobalLog(Info, ">>>>>>>> Dumping All Logs <<<<<<<<");
+    std::vector<Path> dumps;
+    ForEachLiving([&](Log& log) {
+        const Path dump = log.Dump(level);
+        if (!dump.Empty()) dumps.push_back(dump);
+    });
     if (const DumpMailer mailer = g_mailer) mailer(dumps, html);
+}
+
+void Log::_CleanupPass(long long size)
+{
+    LogInfo("Running Log cleanup...");
+    ForEachLiving([size](Log& log) {
+        Path file;
+        {
+            Hold hold(log.m_lock);
+            file = log.m_file;
+        }
+        if (file.Empty()) return;
+        log._CloseDescriptor();
+        const long long bytes = File::FileSize(file);
+        LogDebug(file.Text() + SFormat(": %lld bytes", bytes));
+        if (bytes <= size) return;
+        // The file is set aside as "_old" and the log starts a new one.
+        log.SetFile(file, log.FileLevel(), false);
+        log.DoLog(Info, "Flushed log '" + log.Name() + "' :  " + file.Text());
+    });
 }
 
 void Log::_SaveToFile(FILE* file, LogLevel level, bool header)
@@ -419,6 +469,8 @@ void Log::LogStartup(LogLevel displayLevel, LogLevel fileLevel)
 {
     if (!s_GlobalLog) s_GlobalLog = SmartHandle<Log>(new Log(displayLevel, fileLevel));
     hooks::SetExceptionLogWriter(WriteException, DumpAllLogs);
+    hooks::SetLogFlusher(logthread::Flush);
+    logthread::Create();
 }
 
 void Log::_ReportStatistics(FILE* out, unsigned& totalKB)

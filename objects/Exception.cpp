@@ -17,6 +17,7 @@ namespace {
 std::atomic<hooks::LogWriter> g_logWriter{nullptr};
 std::atomic<hooks::LogDumper> g_logDumper{nullptr};
 std::atomic<hooks::ThreadNamer> g_threadNamer{nullptr};
+std::atomic<hooks::LogFlusher> g_logFlusher{nullptr};
 
 // The exception-log lock: a zero-initialised static, usable before any constructor has run. Its
 // first use is made here, while the library loads on one thread: threads that throw later never race
@@ -50,6 +51,13 @@ void SetExceptionLogWriter(LogWriter writer, LogDumper dumper)
 }
 
 void SetThreadNamer(ThreadNamer namer) { g_threadNamer = namer; }
+
+void SetLogFlusher(LogFlusher flusher) { g_logFlusher = flusher; }
+
+void FlushLogs()
+{
+    if (const LogFlusher flusher = g_logFlusher) flusher();
+}
 
 LogWriter ExceptionLogWriter() { return g_logWriter; }
 

@@ -20,6 +20,10 @@ using ThreadNamer = String (*)(std::uint64_t threadId);
 
 DOVO_API void SetExceptionLogWriter(LogWriter writer, LogDumper dumper);
 DOVO_API void SetThreadNamer(ThreadNamer namer);
+/// Writes out what the logs have queued: whatever ends the process at once calls it first.
+using LogFlusher = void (*)();
+void SetLogFlusher(LogFlusher flusher);
+void FlushLogs();
 String ThreadName(std::uint64_t threadId);
 /// The writer plugged in, or null.
 LogWriter ExceptionLogWriter();

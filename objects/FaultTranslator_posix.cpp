@@ -6,6 +6,7 @@
 
 #include <dovo/Exception.h>
 
+#include "objects/ExceptionHooks.h"
 #include "objects/FaultTranslator.h"
 
 #include <csignal>
@@ -94,8 +95,11 @@ void Handler(int signal, siginfo_t* info, void* context)
     Exception::Log(e);
     if (t_installed) throw e;
 
-    // Not a translating thread: report with the same texts, then die of the signal as before.
+    // Not a translating thread: report with the same texts, write out the queued log lines (the alarm
+    // ends a flush that cannot finish), then die of the signal as before.
     Report(*e);
+    alarm(10);
+    hooks::FlushLogs();
     struct sigaction original
     {
     };

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <functional>
 #include <vector>
 
 namespace dovo {
@@ -67,6 +68,9 @@ public:
     void _SaveToFile(FILE* file, LogLevel level, bool header);
     /// Flushes and closes the file; the next line opens it again.
     void _CloseDescriptor();
+    /// Writes the items' lines (those within the file level) with one write, then keeps each item or
+    /// deletes it. The logging thread hands its batches over here.
+    void _DisplayAndSave(LogItem* const* items, std::size_t count);
 
     /// Sets a log's levels for a scope and puts the old ones back.
     class DOVO_API SetLevels
@@ -84,8 +88,15 @@ public:
     };
 
     static SmartHandle<Log> s_GlobalLog;
-    /// Makes the global log (a log without a file until one is set).
+    /// Makes the global log (a log without a file until one is set) and the logging thread, which the
+    /// library's start-up starts. From then on log calls queue their items for it.
     static void LogStartup(LogLevel displayLevel, LogLevel fileLevel);
+    /// Stops the logging thread after it has written what is queued (a thread stuck in a write is not
+    /// waited for: the caller writes the queue out itself). No log may be made afterwards.
+    static void LogCleanup();
+    /// The logging thread's clean-up pass: every living log's file larger than size bytes is set aside
+    /// as "_old" and the log starts a new one.
+    static void _CleanupPass(long long size);
     static void ReportStatistics(FILE* out);
     static void _ReportStatistics(FILE* out, unsigned& totalKB);
 
@@ -94,9 +105,10 @@ private:
     Log& operator=(const Log&) = delete;
 
     void _ConstructLog();
-    /// Writes the item's line when its level allows and keeps it when asked; true when the caller
-    /// still owns (and deletes) the item.
-    bool DisplayAndSaveItem(LogItem* item);
+    static void ForEachLiving(const std::function<void(Log&)>& visit);
+    /// Keeps the item when the log keeps its items (missed: its line did not reach the file); false when
+    /// the caller still owns (and deletes) it.
+    bool KeepItem(LogItem* item, bool missed);
     /// Writes the line (after any kept lines that missed the file); false when it did not reach it.
     bool WriteLine(const std::string& line);
     bool OpenFile();
