@@ -13,7 +13,6 @@
 #include <cwchar>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <tuple>
 
 // Odd and foreign formats are exercised on purpose.
@@ -27,16 +26,6 @@ using dovo::String;
 namespace {
 
 constexpr std::size_t npos = std::string::npos;
-
-// The results of one table row's calls as one text, "a|b|c", so that a row is checked in one go.
-template <typename... T>
-std::string Results(const T&... values)
-{
-    std::ostringstream out;
-    const char* separator = "";
-    ((out << separator << values, separator = "|"), ...);
-    return out.str();
-}
 
 String Erased(String s, std::size_t pos, int count) { return s.Erase(pos, count), s; }
 
@@ -79,16 +68,16 @@ TEST(String, ConstructionAssignmentAndBuffers)
 {
     const String withNul("a\0b", 3); // a sized text keeps its NUL bytes
     // "%g": two exponent digits on every platform; a float is widened to double first.
-    EXPECT_EQ(Results(withNul.Length(), withNul == String("a\0c", 3), String('x', 4),
-                      String(static_cast<const char*>(nullptr)).Empty(), String() = 1e10, String() = 0.1f,
-                      String("x") = static_cast<const char*>(nullptr)),
+    EXPECT_EQ(Joined(withNul.Length(), withNul == String("a\0c", 3), String('x', 4),
+                     String(static_cast<const char*>(nullptr)).Empty(), String() = 1e10, String() = 0.1f,
+                     String("x") = static_cast<const char*>(nullptr)),
               "3|0|xxxx|1|1e+10|0.1|");
     String s("a"), t("one");
     s += std::string("b");
     s += static_cast<const char*>(nullptr);
     s.Swap(t);
     static_cast<std::string&>(s) += "!"; // the standard string underneath, for standard algorithms
-    EXPECT_EQ(Results(s + t + "c" + 'd', "x" + t), "one!abcd|xab");
+    EXPECT_EQ(Joined(s + t + "c" + 'd', "x" + t), "one!abcd|xab");
     EXPECT_EQ(t.Copy("xyz", 2), "xy");
 
     s = std::string(1000, 'x');
@@ -97,7 +86,7 @@ TEST(String, ConstructionAssignmentAndBuffers)
     const bool kept = s.Empty() && s.str().capacity() == capacity;
     s.GetBufferSetLength(1000);
     s.Clear(true);
-    EXPECT_EQ(Results(kept, s.Empty() && s.str().capacity() < 100), "1|1"); // the block is kept, then released
+    EXPECT_EQ(Joined(kept, s.Empty() && s.str().capacity() < 100), "1|1"); // the block is kept, then released
 
     s = "abc";
     s.GetBuffer(2)[0] = 'A'; // never shortens
@@ -105,7 +94,7 @@ TEST(String, ConstructionAssignmentAndBuffers)
     EXPECT_EQ(s, String("Abc\0\0", 5));
     s.GetBufferSetLength(1);
     const String& constant = s;
-    EXPECT_EQ(Results(constant, constant[0], constant[100] == '\0'), "A|A|1");
+    EXPECT_EQ(Joined(constant, constant[0], constant[100] == '\0'), "A|A|1");
     for (std::size_t past : {std::size_t{1}, npos})
         EXPECT_EQ(Thrown([&] { s[past] = 'x'; }), "String|operator[]|0x20000005|0|1|Requested index " +
                                                       std::to_string(past) + " is beyond current limit 1");
@@ -121,9 +110,9 @@ TEST(String, ComparisonsAndRegex)
         {"abc", "ABC", "0|1|0|1"},     {"ABC", "abd", "1|-1|-1|0"}, {"abc", "abc", "0|0|0|1"},
         {"Hello", "hELLO", "1|-1|0|1"}};
     for (const auto& [a, b, results] : rows)
-        EXPECT_EQ(results, Results(a < String(b), a.Compare(b), a.CompareNoCase(b), a %= b)) << Results(a, b);
+        EXPECT_EQ(results, Joined(a < String(b), a.Compare(b), a.CompareNoCase(b), a %= b)) << Joined(a, b);
     const std::map<String, int, String::ciless> names{{"Alpha", 1}, {"ALPHA", 2}, {"beta", 3}};
-    EXPECT_EQ(Results(String("\x7f") < String("\x80"), names.size(), names.at("alpha"), names.begin()->first),
+    EXPECT_EQ(Joined(String("\x7f") < String("\x80"), names.size(), names.at("alpha"), names.begin()->first),
               "1|2|1|Alpha");
 
     // The whole text must match. In this order: alternating patterns must not confuse the compiled-pattern cache.
@@ -155,19 +144,19 @@ TEST(String, Searches)
         {"abcabc", "", 0, -1, "0|-1|-1|0|6|-1|5"},      {"", "a", 0, -1, "-1|-1|-1|-1|-1|-1|-1"},
         {"xxA", "a", 2, 1, "-1|2|-1|2|-1|-1|1"}};
     for (const auto& [s, arg, first, last, results] : rows)
-        EXPECT_EQ(results, Results(s.Find(arg, first), s.FindNoCase(arg, first), s.FindOneOf(arg, first),
-                                   s.FindOneNotOf(arg, first), s.ReverseFind(arg, last), s.ReverseFindOneOf(arg, last),
-                                   s.ReverseFindOneNotOf(arg, last)))
-            << Results(s, arg, first, last);
+        EXPECT_EQ(results, Joined(s.Find(arg, first), s.FindNoCase(arg, first), s.FindOneOf(arg, first),
+                                  s.FindOneNotOf(arg, first), s.ReverseFind(arg, last), s.ReverseFindOneOf(arg, last),
+                                  s.ReverseFindOneNotOf(arg, last)))
+            << Joined(s, arg, first, last);
     // {text, argument, "Contains|ContainsOneOf|StartsWith|EndsWith|StartsWithOneOf|EndsWithOneOf"}
     const std::tuple<String, const char*, const char*> tests[] = {
         {"abcabc", "ca", "1|1|0|0|1|1"},  {"abcabc", "zc", "0|1|0|0|0|1"},   {"abcabc", "", "1|0|1|1|0|0"},
         {"abcabc", "abc", "1|1|1|1|1|1"}, {"abcabc", "cabc", "1|1|0|1|1|1"}, {"abc", "abcabc", "0|1|0|0|1|1"},
         {"abcabc", "xa", "0|1|0|0|1|0"},  {"", "a", "0|0|0|0|0|0"},          {"abcabc", "C", "0|0|0|0|0|0"}};
     for (const auto& [s, arg, results] : tests)
-        EXPECT_EQ(results, Results(s.Contains(arg), s.ContainsOneOf(arg), s.StartsWith(arg), s.EndsWith(arg),
-                                   s.StartsWithOneOf(arg), s.EndsWithOneOf(arg)))
-            << Results(s, arg);
+        EXPECT_EQ(results, Joined(s.Contains(arg), s.ContainsOneOf(arg), s.StartsWith(arg), s.EndsWith(arg),
+                                  s.StartsWithOneOf(arg), s.EndsWithOneOf(arg)))
+            << Joined(s, arg);
 }
 
 TEST(String, Cuts)
@@ -178,7 +167,7 @@ TEST(String, Cuts)
                                                               {5, -1, "abc||"},   {npos, -1, "abc||"}};
     const String abc("abc");
     for (const auto& [n, count, results] : ends)
-        EXPECT_EQ(results, Results(abc.Left(n), abc.Right(n), abc.Mid(n, count))) << Results(n, count);
+        EXPECT_EQ(results, Joined(abc.Left(n), abc.Right(n), abc.Mid(n, count))) << Joined(n, count);
 
     // {text, separator, include, forward start, backward start, "LeftFirst|LeftLast|RightFirst|RightLast"}
     // (a separator not found gives the whole text)
@@ -188,9 +177,9 @@ TEST(String, Cuts)
         {"x::y::z", "::", false, 0, -1, "x|x::y|y::z|z"}, {"x::y::z", "::", true, 0, -1, "x::|x::y::|::y::z|::z"},
         {"a.b", "", false, 0, -1, "a.b|a.b|a.b|a.b"}};
     for (const auto& [s, sep, include, first, last, results] : cuts)
-        EXPECT_EQ(results, Results(s.LeftFirst(sep, include, first), s.LeftLast(sep, include, last),
-                                   s.RightFirst(sep, include, first), s.RightLast(sep, include, last)))
-            << Results(s, sep, include, first, last);
+        EXPECT_EQ(results, Joined(s.LeftFirst(sep, include, first), s.LeftLast(sep, include, last),
+                                  s.RightFirst(sep, include, first), s.RightLast(sep, include, last)))
+            << Joined(s, sep, include, first, last);
 
     // {bytes, forward start, backward start, "LeftFirst|RightFirst|LeftLast|RightLast" of the OneOf forms, then of
     // the OneNotOf forms} of "  k = v  ": the byte found is never included.
@@ -201,21 +190,21 @@ TEST(String, Cuts)
         {"", 0, -1, "  k = v  |  k = v  |  k = v  |  k = v  || k = v  |  k = v |"}};
     const String kv("  k = v  ");
     for (const auto& [chars, first, last, results] : oneOf)
-        EXPECT_EQ(results, Results(kv.LeftFirstOneOf(chars, first), kv.RightFirstOneOf(chars, first),
-                                   kv.LeftLastOneOf(chars, last), kv.RightLastOneOf(chars, last),
-                                   kv.LeftFirstOneNotOf(chars, first), kv.RightFirstOneNotOf(chars, first),
-                                   kv.LeftLastOneNotOf(chars, last), kv.RightLastOneNotOf(chars, last)))
-            << Results(chars, first, last);
+        EXPECT_EQ(results, Joined(kv.LeftFirstOneOf(chars, first), kv.RightFirstOneOf(chars, first),
+                                  kv.LeftLastOneOf(chars, last), kv.RightLastOneOf(chars, last),
+                                  kv.LeftFirstOneNotOf(chars, first), kv.RightFirstOneNotOf(chars, first),
+                                  kv.LeftLastOneNotOf(chars, last), kv.RightLastOneNotOf(chars, last)))
+            << Joined(chars, first, last);
 }
 
 TEST(String, EditingTrimmingAndCase)
 {
     // Positions past the end change nothing or append.
-    EXPECT_EQ(Results(String("abc").Insert(1, "XY"), String("abc").Insert(100, "!"), String("aXYbc").Delete(1, 2),
-                      String("abc").Delete(100, 2), String("abc!").Delete(2, 100), Erased("abcdef", 2, -1),
-                      Erased("ab", 0, 1), Erased("b", 5, 1), String("abcdef").Replace(1, 2, "_"),
-                      String("a_def").Replace(100, 2, "!"), String("a,b;c").ReplaceAny(",;", " / "),
-                      String("a / b / c").ReplaceAny(" /", ""), String("abc").ReplaceAny("", "x")),
+    EXPECT_EQ(Joined(String("abc").Insert(1, "XY"), String("abc").Insert(100, "!"), String("aXYbc").Delete(1, 2),
+                     String("abc").Delete(100, 2), String("abc!").Delete(2, 100), Erased("abcdef", 2, -1),
+                     Erased("ab", 0, 1), Erased("b", 5, 1), String("abcdef").Replace(1, 2, "_"),
+                     String("a_def").Replace(100, 2, "!"), String("a,b;c").ReplaceAny(",;", " / "),
+                     String("a / b / c").ReplaceAny(" /", ""), String("abc").ReplaceAny("", "x")),
               "aXYbc|abc!|abc|abc|ab|ab|b|b|a_def|a_def!|a / b / c|abc|abc");
     // {text, old, with, case-sensitive, result}: left to right, no overlaps, a replacement never searched again.
     const std::tuple<String, const char*, const char*, bool, const char*> replaces[] = {
@@ -224,10 +213,10 @@ TEST(String, EditingTrimmingAndCase)
         {"AaA", "aa", "b", false, "bA"}, {"xX", "XXX", "y", false, "xX"},   {"xX", "x", "Xx", false, "XxXx"},
         {"Hi HI", "hi", "", false, " "}};
     for (const auto& [text, old, with, caseSensitive, result] : replaces)
-        EXPECT_EQ(String(text).Replace(old, with, caseSensitive), result) << Results(text, old, caseSensitive);
+        EXPECT_EQ(String(text).Replace(old, with, caseSensitive), result) << Joined(text, old, caseSensitive);
 
     const String space(" \t\r\n\v\fa b\f\v\n\r\t "); // every whitespace byte on both ends
-    EXPECT_EQ(Results(String(space).Trim(), String(space).TrimLeft(), String(space).TrimRight(), String("   ").Trim()),
+    EXPECT_EQ(Joined(String(space).Trim(), String(space).TrimLeft(), String(space).TrimRight(), String("   ").Trim()),
               "a b|a b\f\v\n\r\t | \t\r\n\v\fa b|");
     // {text, bytes to trim, "Trim|TrimLeft|TrimRight"}
     const std::tuple<String, const char*, const char*> trims[] = {{"xxaxbxx", "x", "axb|axbxx|xxaxb"},
@@ -236,14 +225,14 @@ TEST(String, EditingTrimmingAndCase)
                                                                   {"xyaxy", "yx", "a|axy|xya"},
                                                                   {"", "x", "||"}};
     for (const auto& [s, chars, results] : trims)
-        EXPECT_EQ(results, Results(String(s).Trim(chars), String(s).TrimLeft(chars), String(s).TrimRight(chars)))
-            << Results(s, chars);
+        EXPECT_EQ(results, Joined(String(s).Trim(chars), String(s).TrimLeft(chars), String(s).TrimRight(chars)))
+            << Joined(s, chars);
 
     // Without a separator, spaces start words.
     const String mixed("MiXeD 1");
-    EXPECT_EQ(Results(mixed.to_lower(), mixed.to_upper(), String(mixed).MakeLower(), String(mixed).MakeUpper(), mixed,
-                      String("hELLO wORLD").MakeWordUpper(), String("content-TYPE").MakeWordUpper('-'),
-                      String("a\tb\nc  d").MakeWordUpper(), String("x-y z").MakeWordUpper('-')),
+    EXPECT_EQ(Joined(mixed.to_lower(), mixed.to_upper(), String(mixed).MakeLower(), String(mixed).MakeUpper(), mixed,
+                     String("hELLO wORLD").MakeWordUpper(), String("content-TYPE").MakeWordUpper('-'),
+                     String("a\tb\nc  d").MakeWordUpper(), String("x-y z").MakeWordUpper('-')),
               "mixed 1|MIXED 1|mixed 1|MIXED 1|MiXeD 1|Hello World|Content-Type|A\tB\nC  D|X-Y z");
 }
 
@@ -263,7 +252,7 @@ TEST(String, Conversions)
                                {"ffffffff", 16, "2147483647|4294967295"}};
     for (const IntRows& rows : {ints, saturated})
         for (const auto& [s, base, results] : rows)
-            EXPECT_EQ(results, Results(s.Int(base), s.Uint(base))) << Results(s, base);
+            EXPECT_EQ(results, Joined(s.Int(base), s.Uint(base))) << Joined(s, base);
     // {text, "Int64|Uint64"}: Int64 decimal only and saturating; Uint64 without a sign, with "0x" and a leading '0'
     // for octal (where '9' still counts), wrapping.
     using WideRows = std::initializer_list<std::pair<String, const char*>>;
@@ -273,9 +262,9 @@ TEST(String, Conversions)
     const WideRows narrow = {{"0x10", "0|16"}, {"  0x1fZ", "0|31"}, {"0X", "0|0"},     {"017", "17|15"},
                              {"09", "9|9"},    {"-5", "-5|0"},      {"12 34", "12|12"}};
     for (const WideRows& rows : {wide, narrow})
-        for (const auto& [s, results] : rows) EXPECT_EQ(results, Results(s.Int64(), s.Uint64())) << s;
+        for (const auto& [s, results] : rows) EXPECT_EQ(results, Joined(s.Int64(), s.Uint64())) << s;
 
-    EXPECT_EQ(Results(String("2.5e3x").Float64(), String("").Float64(), String("-0.25").Float32()), "2500|0|-0.25");
+    EXPECT_EQ(Joined(String("2.5e3x").Float64(), String("").Float64(), String("-0.25").Float32()), "2500|0|-0.25");
     for (const char* yes : {"Yes", "ON", "True", "2", "0x10", "7 dwarves"}) EXPECT_TRUE(String(yes).Bool()) << yes;
     for (const char* no : {"", "Off", "0", "no", "FALSE", "abc", "0x", "-1"}) EXPECT_FALSE(String(no).Bool()) << no;
 }

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <ctime>
 #include <random>
-#include <sstream>
 #include <string>
 #include <tuple>
 
@@ -19,16 +18,6 @@ namespace {
 
 constexpr std::int64_t kDay = 86400000;
 constexpr Time kNoLimit(INT64_MAX);
-
-// The values as one text, "a|b|c", so that a row is checked in one go.
-template <typename... T>
-std::string Join(const T&... values)
-{
-    std::ostringstream out;
-    const char* separator = "";
-    ((out << separator << values, separator = "|"), ...);
-    return out.str();
-}
 
 Time::DisplayUnits Unit(int unit) { return static_cast<Time::DisplayUnits>(unit); }
 
@@ -53,21 +42,21 @@ TEST(Time, Calendar)
                                                  {Time(2023, 2, 1, 23, 59, 59, 999), "3|32|27|333|0"},
                                                  {Time(2023, 12, 31), "0|365|0|0|0"}};
     for (const auto& [t, parts] : days)
-        EXPECT_EQ(Join(t.DayOfWeek(), t.DayOfYear(), t.DaysLeftInMonth(), t.DaysLeftInYear(), t.LeapYear()), parts);
+        EXPECT_EQ(Joined(t.DayOfWeek(), t.DayOfYear(), t.DaysLeftInMonth(), t.DaysLeftInYear(), t.LeapYear()), parts);
     int h, m, s;
     Time(2000, 2, 29, 13, 14, 15, 16).ExtractTime(h, m, s);
-    EXPECT_EQ(Join(h, m, s), "13|14|15");
+    EXPECT_EQ(Joined(h, m, s), "13|14|15");
     // {year, month, "leap|days in the month|days of the year before the month"} (13: the whole year)
     const std::tuple<int, int, const char*> months[] = {
         {2000, 2, "1|29|31"}, {2024, 3, "1|31|60"},  {1900, 2, "0|28|31"}, {2023, 12, "0|31|334"},
         {2023, 0, "0|0|-1"},  {2024, 13, "1|0|366"}, {2023, 13, "0|0|365"}};
     for (const auto& [y, month, results] : months)
-        EXPECT_EQ(Join(Time::IsLeapYear(y), Time::DaysInMonth(y, month), Time::DaysInYear(y, month)), results);
+        EXPECT_EQ(Joined(Time::IsLeapYear(y), Time::DaysInMonth(y, month), Time::DaysInYear(y, month)), results);
     // The fields of tm are checked against the runtime's strftime below; seconds are its finest unit.
     tm broken;
     Time(2021, 7, 4, 5, 6, 7).ToTM(broken);
-    EXPECT_EQ(Join(Time(2021, 7, 4, 5, 6, 7).Compare(broken), Time(2021, 7, 4, 5, 6, 7, 1).Compare(broken),
-                   Time(2021, 7, 4, 5, 6, 6).Compare(broken)),
+    EXPECT_EQ(Joined(Time(2021, 7, 4, 5, 6, 7).Compare(broken), Time(2021, 7, 4, 5, 6, 7, 1).Compare(broken),
+                     Time(2021, 7, 4, 5, 6, 6).Compare(broken)),
               "0|1|-1");
 }
 
@@ -83,7 +72,7 @@ TEST(Time, RandomTimesReadBackAndAgreeWithTheRuntime)
         t.ExtractDate(y, mo, d);
         t.ExtractTime(h, mi, s, ms);
         ASSERT_EQ(Time(y, mo, d, h, mi, s, ms), t) << t.TotalMilliseconds();
-        ASSERT_EQ(Join(t.Hour(), t.Minute(), t.Second(), t.Millisecond()), Join(h, mi, s, ms));
+        ASSERT_EQ(Joined(t.Hour(), t.Minute(), t.Second(), t.Millisecond()), Joined(h, mi, s, ms));
         ASSERT_TRUE(mo >= 1 && d <= Time::DaysInMonth(y, mo)) << t.TotalMilliseconds();
         ASSERT_EQ(t.DayOfYear(), Time::DaysInYear(y, mo) + d);
         ASSERT_EQ((t + Time(kDay)).DayOfWeek(), (t.DayOfWeek() + 1) % 7);
@@ -100,14 +89,14 @@ TEST(Time, TimeTKeepsItsEpochConstant)
 {
     // The constant is 50 seconds short of the calendar's 1970; back to time_t truncates towards zero.
     EXPECT_EQ(Time().FromTimeT(0).Format("%Y-%m-%d %H:%M:%S"), "1969-12-31 23:59:10");
-    EXPECT_EQ(Join(Time().FromTimeT(1700000000).ToTimeT(), Time().FromTimeT(-5).ToTimeT(),
-                   (Time().FromTimeT(-1) + Time(500)).ToTimeT(), (Time().FromTimeT(1) + Time(999)).ToTimeT()),
+    EXPECT_EQ(Joined(Time().FromTimeT(1700000000).ToTimeT(), Time().FromTimeT(-5).ToTimeT(),
+                     (Time().FromTimeT(-1) + Time(500)).ToTimeT(), (Time().FromTimeT(1) + Time(999)).ToTimeT()),
               "1700000000|-5|0|1");
     // It sets this time, and clears the offset.
     Time set(2024, 1, 1);
     set.SetOffset(3600000);
     set.FromTimeT(100);
-    EXPECT_EQ(Join(set.ToTimeT(), set.GetOffset()), "100|0");
+    EXPECT_EQ(Joined(set.ToTimeT(), set.GetOffset()), "100|0");
 
     // The clock shows the true time of day: read back through the constant, it is 50 seconds ahead of the runtime's.
     const std::int64_t before = std::time(nullptr), now = Time::CurrentTime().ToTimeT(), after = std::time(nullptr);
@@ -140,13 +129,13 @@ TEST(Time, Format)
         EXPECT_EQ(noon.Format(std::string(n, 'x') + format).str(), std::string(n, 'x') + added) << n;
         EXPECT_EQ(noon.Format(std::string(n + 1, 'x') + format).str(), "") << n;
     }
-    EXPECT_EQ(Join(Time(1, 1, 1).Format("%Y", false, true), Time(INT64_MAX).Format("%Y")), "Never|Far in the future");
+    EXPECT_EQ(Joined(Time(1, 1, 1).Format("%Y", false, true), Time(INT64_MAX).Format("%Y")), "Never|Far in the future");
 
     // Shown with its offset, by the calendar parts too; the original stays the way back.
     Time shifted(2024, 3, 9, 12);
     for (const auto& [minutes, expected] : {std::pair(90, "13:30 +0130|13"), std::pair(-30, "11:30 -0030|11")}) {
         shifted.SetOffset(minutes * 60000);
-        EXPECT_EQ(Join(shifted.Format("%H:%M %z"), shifted.Hour()), expected);
+        EXPECT_EQ(Joined(shifted.Format("%H:%M %z"), shifted.Hour()), expected);
         EXPECT_EQ(shifted.GetOriginalTime(), Time(2024, 3, 9, 12));
     }
 }
@@ -167,15 +156,15 @@ TEST(Time, LocalZone)
     const Time t(2024, 1, 1, 12);
     Time local = Time(t).ConvertToLocal(), utc = Time(t).ConvertToUTC();
     // Each object shows one time, its calendar parts too; a time already moved to local time is not moved again.
-    EXPECT_EQ(Join(t.Format("%H:%M %z", true), local.Format("%H:%M %z"), local.Format("%H:%M %z", true),
-                   utc.Format("%H:%M %z"), local.Hour(), local.Minute(), utc.Hour(), utc.Minute()),
+    EXPECT_EQ(Joined(t.Format("%H:%M %z", true), local.Format("%H:%M %z"), local.Format("%H:%M %z", true),
+                     utc.Format("%H:%M %z"), local.Hour(), local.Minute(), utc.Hour(), utc.Minute()),
               "17:30 +0530|17:30 +0530|17:30 +0530|06:30 -0530|17|30|6|30");
     for (const Time& moved : {local, utc}) EXPECT_EQ(moved.GetOriginalTime(), t);
     EXPECT_EQ(local.ConvertToUTC(), t);
     EXPECT_EQ(local.GetOffset(), 0);
 
     setZone("CET-1CEST,M3.5.0,M10.5.0/3");
-    EXPECT_EQ(Join(Time(2024, 7, 1, 12).DST(), Time(2024, 1, 15, 12).DST(), Time(1, 1, 1).DST()), "1|0|0");
+    EXPECT_EQ(Joined(Time(2024, 7, 1, 12).DST(), Time(2024, 1, 15, 12).DST(), Time(1, 1, 1).DST()), "1|0|0");
     setZone(saved);
 }
 
@@ -183,8 +172,8 @@ TEST(Time, Durations)
 {
     // Each component within the next larger unit, truncated towards zero and carrying the sign.
     const Time m(-(((26LL * 60 + 3) * 60 + 4) * 1000 + 5)); // minus 1 day 2:03:04.005
-    EXPECT_EQ(Join(m.GetDays(), m.GetHours(), m.GetMinutes(), m.GetSeconds(), m.GetMilliseconds(), m.TotalHours(),
-                   m.TotalMinutes(), m.TotalSeconds()),
+    EXPECT_EQ(Joined(m.GetDays(), m.GetHours(), m.GetMinutes(), m.GetSeconds(), m.GetMilliseconds(), m.TotalHours(),
+                     m.TotalMinutes(), m.TotalSeconds()),
               "-1|-2|-3|-4|-5|-26|-1563|-93784");
     const std::pair<float, int> seconds[] = {{1.5f, 0}, {1.4999f, 1}, {2.0f, -1}, {1e30f, -1}, {-1e30f, 1}};
     for (const auto& [s, expected] : seconds) EXPECT_EQ(Time(1500).Compare(s), expected) << s;
@@ -214,7 +203,7 @@ TEST(Time, Durations)
     };
     for (const auto& [value, first, last, precision, limit, expected] : rows)
         EXPECT_EQ(value.FormatDuration(Unit(first), Unit(last), Unit(precision), true, 0, ' ', limit), expected)
-            << Join(value.TotalMilliseconds(), first, last, precision);
+            << Joined(value.TotalMilliseconds(), first, last, precision);
     EXPECT_EQ(d.FormatDuration(Unit(5), Unit(9), Unit(5), false, 2, '0'), "01h 02m 03s 004ms");
 
     const std::pair<Time, const char*> spans[] = {

@@ -1,14 +1,25 @@
 #pragma once
 
-// Checks the test programs share without linking anything: what a call threw, as one text (so that a
-// failure's fields are checked in one comparison), and the platform the tests run on.
+// Checks the test programs share without linking anything: results and what a call threw as one text each
+// (so that a table row or a failure is checked in one comparison), and the platform the tests run on.
 
 #include <dovo/Exception.h>
 #include <dovo/Path.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
+
+/// The values as one text, "a|b|c".
+template <typename... T>
+std::string Joined(const T&... values)
+{
+    std::ostringstream out;
+    const char* separator = "";
+    ((out << separator << values, separator = "|"), ...);
+    return out.str();
+}
 
 /// Runs call, which should throw a library exception, and gives "module|method|0xERROR|OS error|level|message",
 /// or "nothing thrown". kept (if given) receives the exception, for the fields of its own type.
