@@ -156,7 +156,12 @@ bool AddCounts(Object* o, int count, int* previous, bool locked = false)
         to = s + static_cast<std::uint32_t>(count);
         return Change::Apply;
     };
-    const auto wakes = [count](State s) { return static_cast<int>(std::min<std::uint32_t>(count, Sleepers(s))); };
+    // Only sleepers no earlier count was handed to need a wake: one already woken takes its count
+    // when it runs, and waking it again would cost a system call per post.
+    const auto wakes = [count](State s) {
+        const std::uint32_t unserved = Sleepers(s) > Value(s) ? Sleepers(s) - Value(s) : 0;
+        return static_cast<int>(std::min<std::uint32_t>(count, unserved));
+    };
     if (Update(o, add, wakes, locked) == Change::Refuse) return Fail(EOVERFLOW);
     if (previous) *previous = static_cast<int>(before);
     return true;

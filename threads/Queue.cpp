@@ -44,72 +44,81 @@ void Queue::CopyItem(const void* from, void* to) { std::memcpy(to, from, m_itemS
 
 void Queue::ClearItem(void* item) { std::memset(item, 0, m_itemSize); }
 
-void Queue::LockAdd() const
+// Holds one of the queue's locks for a scope; a queue without thread safety has none. Given a lock
+// already entered, it only leaves it.
+class Queue::Guard
 {
-    if (m_threadSafe) m_addLock.Enter();
-}
-void Queue::UnlockAdd() const
-{
-    if (m_threadSafe) m_addLock.Leave();
-}
-void Queue::LockGet() const
-{
-    if (m_threadSafe) m_getLock.Enter();
-}
-void Queue::UnlockGet() const
-{
-    if (m_threadSafe) m_getLock.Leave();
-}
+public:
+    Guard(const Queue& queue, Mutex& lock) : m_lock(queue.m_threadSafe ? &lock : nullptr)
+    {
+        if (m_lock) m_lock->Enter();
+    }
+    explicit Guard(Mutex* entered) : m_lock(entered) {}
+    ~Guard()
+    {
+        if (m_lock) m_lock->Leave();
+    }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+
+private:
+    Mutex* m_lock;
+};
 
 unsigned Queue::Add(const void* item)
 {
-    LockAdd();
-    const unsigned write = m_write.load(std::memory_order_relaxed);
-    CopyItem(item, Slot(write));
-    // Counted before the item is published, so that a consumer never takes the count below zero.
-    const unsigned count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
-    const unsigned next = write + 1 == m_capacity ? 0 : write + 1;
-    if (next != m_read.load(std::memory_order_acquire)) {
-        m_write.store(next, std::memory_order_release);
-    } else {
-        // Only consumers move the read index while the add lock is held, and only forwards: once they
-        // are held off, the ring is full exactly when the next index still meets it.
-        LockGet();
-        m_write.store(next, std::memory_order_release);
-        if (next == m_read.load(std::memory_order_relaxed)) Grow();
-        UnlockGet();
+    unsigned count = 0;
+    {
+        Guard add(*this, m_addLock);
+        const unsigned write = m_write.load(std::memory_order_relaxed);
+        CopyItem(item, Slot(write));
+        // Counted before the item is published, so that a consumer never takes the count below zero.
+        count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
+        const unsigned next = write + 1 == m_capacity ? 0 : write + 1;
+        if (next != m_read.load(std::memory_order_acquire)) {
+            m_write.store(next, std::memory_order_release);
+        } else {
+            // Only consumers move the read index while the add lock is held, and only forwards: once
+            // they are held off, the ring is full exactly when the next index still meets it.
+            Guard get(*this, m_getLock);
+            m_write.store(next, std::memory_order_release);
+            if (next == m_read.load(std::memory_order_relaxed)) Grow();
+        }
     }
-    UnlockAdd();
     m_semaphore.Post(1);
     return count;
 }
 
 unsigned Queue::AddHead(const void* item)
 {
-    LockAdd();
-    LockGet();
-    const unsigned read = m_read.load(std::memory_order_relaxed);
-    const unsigned head = read == 0 ? m_capacity - 1 : read - 1;
-    CopyItem(item, Slot(head));
-    const unsigned count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
-    m_read.store(head, std::memory_order_release);
-    if (head == m_write.load(std::memory_order_relaxed)) Grow();
-    UnlockGet();
-    UnlockAdd();
+    unsigned count = 0;
+    {
+        Guard add(*this, m_addLock);
+        Guard get(*this, m_getLock);
+        const unsigned read = m_read.load(std::memory_order_relaxed);
+        const unsigned head = read == 0 ? m_capacity - 1 : read - 1;
+        CopyItem(item, Slot(head));
+        count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
+        m_read.store(head, std::memory_order_release);
+        if (head == m_write.load(std::memory_order_relaxed)) Grow();
+    }
     m_semaphore.Post(1);
     return count;
 }
 
-// Called with both locks held and the ring full (write index == read index).
+// Called with both locks held and the ring full (write index == read index). Items move through
+// CopyItem and ClearItem, oldest first, so that items which point into themselves stay valid.
 void Queue::Grow()
 {
     const unsigned capacity = m_capacity;
     const unsigned step = m_growBy ? m_growBy : std::clamp(capacity / 4, 8u, 1024u);
     unsigned char* block = NewBlock(capacity + step, m_itemSize);
-    const unsigned read = m_read.load(std::memory_order_relaxed);
-    const std::size_t tail = static_cast<std::size_t>(capacity - read) * m_itemSize;
-    std::memcpy(block, Slot(read), tail);
-    std::memcpy(block + tail, m_storage, static_cast<std::size_t>(read) * m_itemSize);
+    unsigned from = m_read.load(std::memory_order_relaxed);
+    for (unsigned i = 0; i < capacity; ++i) {
+        CopyItem(Slot(from), block + static_cast<std::size_t>(i) * m_itemSize);
+        ClearItem(Slot(from));
+        from = from + 1 == capacity ? 0 : from + 1;
+    }
     std::free(m_storage);
     m_storage = block;
     m_read.store(0, std::memory_order_relaxed);
@@ -120,7 +129,8 @@ void Queue::Grow()
 void Queue::Shrink()
 {
     if (m_threadSafe && !m_addLock.TryEnter()) return;
-    LockGet();
+    Guard add(m_threadSafe ? &m_addLock : nullptr);
+    Guard get(*this, m_getLock);
     if (m_read.load(std::memory_order_relaxed) == m_write.load(std::memory_order_relaxed) &&
         m_capacity > m_initialSize) {
         unsigned char* block = NewBlock(m_initialSize, m_itemSize);
@@ -130,8 +140,6 @@ void Queue::Shrink()
         m_read.store(0, std::memory_order_relaxed);
         m_write.store(0, std::memory_order_relaxed);
     }
-    UnlockGet();
-    UnlockAdd();
 }
 
 // Called with the get lock held and the ring not empty.
@@ -155,27 +163,21 @@ bool Queue::Get(void* out, float seconds)
         return false;
     }
     if (m_unblocked.load()) return false;
-    LockGet();
-    const bool taken = m_read.load(std::memory_order_relaxed) != m_write.load(std::memory_order_acquire);
-    if (taken) {
-        TakeOldest(out);
-        m_count.fetch_sub(1, std::memory_order_relaxed);
-    }
-    UnlockGet();
-    return taken;
+    Guard get(*this, m_getLock);
+    if (m_read.load(std::memory_order_relaxed) == m_write.load(std::memory_order_acquire)) return false;
+    TakeOldest(out);
+    m_count.fetch_sub(1, std::memory_order_relaxed);
+    return true;
 }
 
 bool Queue::Get(void* out)
 {
-    LockGet();
-    const bool taken = m_read.load(std::memory_order_relaxed) != m_write.load(std::memory_order_acquire);
-    if (taken) {
-        TakeOldest(out);
-        m_semaphore.Wait(0);
-        m_count.fetch_sub(1, std::memory_order_relaxed);
-    }
-    UnlockGet();
-    return taken;
+    Guard get(*this, m_getLock);
+    if (m_read.load(std::memory_order_relaxed) == m_write.load(std::memory_order_acquire)) return false;
+    TakeOldest(out);
+    m_semaphore.Wait(0);
+    m_count.fetch_sub(1, std::memory_order_relaxed);
+    return true;
 }
 
 void Queue::Unblock(bool reset)
@@ -193,37 +195,35 @@ void Queue::Unblock(bool reset)
 
 void Queue::Clear(bool unblock, bool reset)
 {
-    LockAdd();
-    LockGet();
-    unsigned read = m_read.load(std::memory_order_relaxed);
-    const unsigned write = m_write.load(std::memory_order_relaxed);
-    unsigned cleared = 0;
-    for (; read != write; ++cleared) {
-        ClearItem(Slot(read));
-        read = read + 1 == m_capacity ? 0 : read + 1;
+    {
+        Guard add(*this, m_addLock);
+        Guard get(*this, m_getLock);
+        unsigned read = m_read.load(std::memory_order_relaxed);
+        const unsigned write = m_write.load(std::memory_order_relaxed);
+        unsigned cleared = 0;
+        for (; read != write; ++cleared) {
+            ClearItem(Slot(read));
+            read = read + 1 == m_capacity ? 0 : read + 1;
+        }
+        m_read.store(0, std::memory_order_relaxed);
+        m_write.store(0, std::memory_order_relaxed);
+        m_count.store(0, std::memory_order_relaxed);
+        // The cleared items' counts go too, so that a later Get waits instead of waking to nothing. A
+        // consumer already woken for one of them finds the ring empty and returns false.
+        while (cleared-- > 0 && m_semaphore.Wait(0)) {
+        }
+        Shrink();
     }
-    m_read.store(0, std::memory_order_relaxed);
-    m_write.store(0, std::memory_order_relaxed);
-    m_count.store(0, std::memory_order_relaxed);
-    // The cleared items' counts go too, so that a later Get waits instead of waking to nothing. A
-    // consumer already woken for one of them finds the ring empty and returns false.
-    while (cleared-- > 0 && m_semaphore.Wait(0)) {
-    }
-    Shrink();
-    UnlockGet();
-    UnlockAdd();
     if (unblock) Unblock(reset);
 }
 
 void Queue::Report(FILE* file) const
 {
-    LockAdd();
-    LockGet();
+    Guard add(*this, m_addLock);
+    Guard get(*this, m_getLock);
     const unsigned count = Count();
     std::fprintf(file, "\tQueue '%s' (item size = %u):\t%u Item%s.\tCurrent size = %u (initial = %u)\n", m_name,
                  m_itemSize, count, count == 1 ? "" : "s", m_capacity, m_initialSize);
-    UnlockGet();
-    UnlockAdd();
 }
 
 } // namespace dovo

@@ -15,8 +15,8 @@ namespace dovo {
 /// finds it empty after a time-out. Producers and consumers lock separately, so they meet only when
 /// the ring grows. A queue made without thread safety has no locks and belongs to one thread.
 ///
-/// A subclass whose items own resources overrides CopyItem and ClearItem. Storage growth moves items
-/// as bytes, so such items must stay valid when relocated (function objects and handles do).
+/// A subclass whose items own resources overrides CopyItem and ClearItem; every move of an item (in,
+/// out, and to new storage when the ring grows) goes through them.
 class DOVO_API Queue
 {
 public:
@@ -62,10 +62,7 @@ private:
     void Grow();
     void Shrink();
     void TakeOldest(void* out);
-    void LockAdd() const;
-    void UnlockAdd() const;
-    void LockGet() const;
-    void UnlockGet() const;
+    class Guard;
 
     char m_name[17];
     unsigned m_itemSize;

@@ -35,10 +35,11 @@ std::string Report(const char* name, unsigned itemSize, unsigned count, unsigned
     return text;
 }
 
+// Items that point at themselves, as some function objects do: each move must go through CopyItem.
 struct Counted
 {
     int value;
-    int spare;
+    const void* self;
 };
 class CountingQueue : public Queue
 {
@@ -46,8 +47,15 @@ public:
     CountingQueue() : Queue("Counting", 4, 0, true, sizeof(Counted)) {}
     ~CountingQueue() override { Clear(false, false); }
     std::vector<int> cleared;
+    int misplaced = 0;
 
 protected:
+    void CopyItem(const void* from, void* to) override
+    {
+        const auto* item = static_cast<const Counted*>(from);
+        if (item->self != from && item->self != nullptr) ++misplaced;
+        *static_cast<Counted*>(to) = Counted{item->value, to};
+    }
     void ClearItem(void* item) override
     {
         cleared.push_back(static_cast<Counted*>(item)->value);
@@ -124,18 +132,19 @@ TEST(QueueTest, TimedOutGetShrinksAGrownQueueAndClearGoesThroughClearItem)
 
     CountingQueue c;
     for (int i = 0; i < 6; ++i) {
-        Counted item{i, 1};
-        c.Add(&item);
+        Counted item{i, nullptr};
+        c.Add(&item); // the fifth grows the ring
     }
     Counted taken{};
     ASSERT_TRUE(c.Get(&taken));
     c.cleared.clear(); // the taken item's slot was cleared too
     c.Clear(false, false);
     EXPECT_EQ(c.cleared, (std::vector<int>{1, 2, 3, 4, 5}));
-    EXPECT_EQ(ReportOf(c), Report("Counting", 8, 0, 4, 4));
+    EXPECT_EQ(c.misplaced, 0);
+    EXPECT_EQ(ReportOf(c), Report("Counting", sizeof(Counted), 0, 4, 4));
     // The cleared items' counts went with them: a timed Get waits for a new item rather than waking.
     EXPECT_FALSE(c.Get(&taken, 0.01f));
-    Counted again{9, 1};
+    Counted again{9, nullptr};
     c.Add(&again);
     ASSERT_TRUE(c.Get(&taken, kGenerous));
     EXPECT_EQ(taken.value, 9);
