@@ -100,10 +100,10 @@ TEST_F(FileTest, SizesKindsAndFolders)
     EXPECT_FALSE(File::CreateDirectory(f, true) || File::CreateDirectory(f + "/sub", true));
     EXPECT_EQ(File::FileSize(f), 70001);
     if (!kWindows) { // 0777 less the umask, whatever the umask is
-        const unsigned mask = SetUmask(027);
+        const unsigned mask = SetUmask(002);
         EXPECT_TRUE(File::CreateDirectory(root / "x", false));
         SetUmask(mask);
-        EXPECT_EQ(std::filesystem::status(m_dir / "x").permissions(), std::filesystem::perms(0750));
+        EXPECT_EQ(std::filesystem::status(m_dir / "x").permissions(), std::filesystem::perms(0775));
     }
     // Only empty folders go, innermost first; nothing removed is false.
     // clang-format off
