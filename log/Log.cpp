@@ -7,6 +7,7 @@
 #include <dovo/Platform.h>
 
 #include "log/LogFile.h"
+#include "log/LogItemPool.h"
 #include "log/LoggingThread.h"
 #include "objects/ExceptionHooks.h"
 #include "threads/Hold.h"
@@ -18,6 +19,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -143,7 +145,7 @@ void Log::DoLog(LogLevel level, const String& text)
     const bool keep = m_keepInMemory.load(std::memory_order_relaxed);
     if (logthread::Accepting()) {
         if (keep || level <= m_fileLevel.load(std::memory_order_relaxed))
-            logthread::Enqueue(this, new LogItem(level, text));
+            logthread::Enqueue(this, logitems::Make(level, text));
         return;
     }
     // Items queued before the logging thread stopped go first.
@@ -174,8 +176,18 @@ void Log::_DisplayAndSave(LogItem* const* items, std::size_t count)
             if (items[i]->level <= fileLevel) items[i]->AppendLine(*lines);
         missed = !(*lines).empty() && !WriteLine(*lines);
     }
-    for (std::size_t i = 0; i < count; ++i)
-        if (!KeepItem(items[i], missed && items[i]->level <= fileLevel)) delete items[i];
+    // Items not kept serve later calls.
+    LogItem* done[512];
+    std::size_t n = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (KeepItem(items[i], missed && items[i]->level <= fileLevel)) continue;
+        done[n++] = items[i];
+        if (n == std::size(done)) {
+            logitems::GiveBack(done, n);
+            n = 0;
+        }
+    }
+    logitems::GiveBack(done, n);
 }
 
 bool Log::KeepItem(LogItem* item, bool missed)

@@ -1,11 +1,14 @@
 #include <dovo/LogItem.h>
 
+#include "log/LogItemPool.h"
 #include "objects/ExceptionHooks.h"
 #include "threads/Kernel.h"
 
 #include <climits>
 #include <cstring>
+#include <mutex>
 #include <string>
+#include <vector>
 
 namespace dovo {
 
@@ -14,13 +17,77 @@ const char* const kTags[8] = {" [FatalError] ", " [   Error  ] ", " [  System  ]
                               " [  Status  ] ", " [   Info   ] ", " [   Debug  ] ", " [ Excessive] "};
 }
 
-LogItem::LogItem(LogLevel level, const String& text)
-    : text(text), level(level), time(Time::CurrentTime()), thread_id(kernel::CurrentThreadId()),
-      thread_name(hooks::ThreadName(thread_id))
+namespace {
+// When and on which thread an item is made.
+void Stamp(LogItem& item)
 {
+    item.time = Time::CurrentTime();
+    item.thread_id = kernel::CurrentThreadId();
+    item.thread_name = hooks::ThreadName(item.thread_id);
 }
+} // namespace
+
+LogItem::LogItem(LogLevel level, const String& text) : text(text), level(level) { Stamp(*this); }
 
 LogItem::~LogItem() = default;
+
+namespace logitems {
+
+namespace {
+// Items given back wait here (at most kKept of them).
+constexpr std::size_t kKept = 4096;
+// An item that held a longer text is not kept: its memory would stay with it.
+constexpr std::size_t kLongestKept = 1024;
+
+struct Pool
+{
+    std::mutex lock;
+    std::vector<LogItem*> items;
+};
+// Never destroyed: items are given back while the process's statics go.
+Pool& Items()
+{
+    static auto* pool = new Pool;
+    return *pool;
+}
+} // namespace
+
+LogItem* Make(LogLevel level, const String& text)
+{
+    LogItem* item = nullptr;
+    {
+        Pool& pool = Items();
+        std::lock_guard<std::mutex> hold(pool.lock);
+        if (!pool.items.empty()) {
+            item = pool.items.back();
+            pool.items.pop_back();
+        }
+    }
+    if (!item) return new LogItem(level, text);
+    item->text = text; // (into the memory the item's last text used)
+    item->level = level;
+    Stamp(*item);
+    return item;
+}
+
+void GiveBack(LogItem* const* items, std::size_t count)
+{
+    std::size_t kept = 0;
+    {
+        Pool& pool = Items();
+        std::lock_guard<std::mutex> hold(pool.lock);
+        for (; kept < count && pool.items.size() < kKept; ++kept) {
+            LogItem* item = items[kept];
+            if (item->text.str().capacity() > kLongestKept || item->thread_name.str().capacity() > kLongestKept) break;
+            item->next = nullptr;
+            pool.items.push_back(item);
+        }
+    }
+    // The rest is deleted outside the lock; an item too large to keep ends the keeping.
+    for (std::size_t i = kept; i < count; ++i) delete items[i];
+}
+
+} // namespace logitems
 
 const char* LogItem::Tag(LogLevel level) { return level >= 0 && level <= 7 ? kTags[static_cast<int>(level)] : ""; }
 
