@@ -61,7 +61,7 @@ constexpr std::int64_t kLines = 1000000;
 const std::string kText = "Frame 1042 of job 77 rendered on node-17 in 12.5 s, output saved to out_1042";
 
 // Calls per thread in one run of the caller's cost.
-constexpr std::int64_t kCalls = 50000;
+constexpr std::int64_t kCalls = 100000;
 // The queue for the caller's cost (spdlog's is fixed; the others grow): every call of a run with two
 // threads fits, with room to spare.
 constexpr std::size_t kCallerQueue = 2 * kCalls + 1024;
