@@ -11,6 +11,7 @@
 
 #include "log/LoggingThread.h"
 #include "threads/Hold.h"
+#include "threads/NativeThread.h"
 
 #include <chrono>
 #include <thread>
@@ -144,7 +145,7 @@ void _LoggingThread::OnLibStartup(CommandLine& commandLine)
                       static_cast<double>(m_cleanupInterval)));
     if (g_started.exchange(true)) return;
     // Whatever ends the process from here on writes out what is queued.
-    static const bool registered = (std::atexit(DrainForExit), true);
+    static const bool registered = (native::CallAtProcessExit(DrainForExit), true);
     (void)registered;
     logthread::g_accepting.store(true);
     try {

@@ -23,5 +23,8 @@ void LeaveThread();
 /// for every thread). Not a C++ thread_local destructor: on some runtimes those run after the
 /// thread-local storage they need is gone.
 void CallAtThreadEnd(void (*atEnd)());
+/// Makes exit() call atExit while the process's other threads still run (as atexit does for the
+/// program itself; a library's own atexit list runs on Windows only after they were ended).
+void CallAtProcessExit(void (*atExit)());
 
 } // namespace dovo::native

@@ -5,6 +5,7 @@
 #include "threads/NativeThread.h"
 
 #include <atomic>
+#include <cstdlib>
 #include <initializer_list>
 #include <pthread.h>
 
@@ -87,5 +88,7 @@ void CallAtThreadEnd(void (*atEnd)())
     pthread_once(&g_endOnce, MakeEndKey);
     pthread_setspecific(g_endKey, reinterpret_cast<void*>(1));
 }
+
+void CallAtProcessExit(void (*atExit)()) { std::atexit(atExit); }
 
 } // namespace dovo::native

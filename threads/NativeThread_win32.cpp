@@ -2,6 +2,8 @@
 
 #include "core/Win32Support.h"
 
+#include <cstdlib>
+
 #include <atomic>
 #include <objbase.h>
 #include <process.h>
@@ -63,6 +65,18 @@ void CallAtThreadEnd(void (*atEnd)())
     g_atEnd = atEnd;
     const DWORD slot = EndSlot();
     if (slot != FLS_OUT_OF_INDEXES) ::FlsSetValue(slot, reinterpret_cast<void*>(1));
+}
+
+void CallAtProcessExit(void (*atExit)())
+{
+    // The C runtime's process-wide list, which exit() runs before it ends the other threads.
+    using OnExit = void* (*)(void (*)());
+    if (HMODULE runtime = ::GetModuleHandleA("msvcrt.dll"))
+        if (auto onExit = reinterpret_cast<OnExit>(reinterpret_cast<void*>(::GetProcAddress(runtime, "_onexit")))) {
+            onExit(atExit);
+            return;
+        }
+    std::atexit(atExit);
 }
 
 } // namespace dovo::native
