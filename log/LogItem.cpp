@@ -52,51 +52,17 @@ Pool& Items()
 }
 } // namespace
 
-namespace {
-// Each thread takes items from the pool a handful at a time, so that it takes the pool's lock once per
-// handful of calls. The stash is plain data, which lives as long as its thread; its guard gives the
-// items back when the thread ends, and from then on the thread's calls go to the pool each time.
-constexpr std::size_t kHandful = 32;
-thread_local LogItem* t_stash[kHandful];
-thread_local std::size_t t_stashed = 0;
-thread_local bool t_stashGone = false;
-struct StashGuard
-{
-    ~StashGuard()
-    {
-        t_stashGone = true;
-        GiveBack(t_stash, t_stashed);
-        t_stashed = 0;
-    }
-};
-
-LogItem* Take()
-{
-    Pool& pool = Items();
-    if (t_stashGone) {
-        std::lock_guard<std::mutex> hold(pool.lock);
-        if (pool.items.empty()) return nullptr;
-        LogItem* item = pool.items.back();
-        pool.items.pop_back();
-        return item;
-    }
-    if (t_stashed == 0) {
-        thread_local StashGuard guard;
-        (void)guard;
-        std::lock_guard<std::mutex> hold(pool.lock);
-        while (t_stashed < kHandful && !pool.items.empty()) {
-            t_stash[t_stashed++] = pool.items.back();
-            pool.items.pop_back();
-        }
-        if (t_stashed == 0) return nullptr;
-    }
-    return t_stash[--t_stashed];
-}
-} // namespace
-
 LogItem* Make(LogLevel level, const String& text)
 {
-    LogItem* item = Take();
+    LogItem* item = nullptr;
+    {
+        Pool& pool = Items();
+        std::lock_guard<std::mutex> hold(pool.lock);
+        if (!pool.items.empty()) {
+            item = pool.items.back();
+            pool.items.pop_back();
+        }
+    }
     if (!item) return new LogItem(level, text);
     item->text = text; // (into the memory the item's last text used)
     item->level = level;

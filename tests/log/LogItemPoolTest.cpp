@@ -76,13 +76,13 @@ TEST(LogItemPool, ItemsTooLargeToKeepAreNotUsedAgain)
     Delete(held);
 }
 
-TEST(LogItemPool, AThreadThatEndsGivesBackWhatItTookAhead)
+TEST(LogItemPool, AThreadThatEndsLeavesTheItemsItDidNotUse)
 {
     std::vector<LogItem*> held = EmptyPool();
     std::vector<LogItem*> given;
     for (int i = 0; i < 40; ++i) given.push_back(new LogItem(Info, "given"));
     logitems::GiveBack(given.data(), given.size());
-    // The thread takes a handful ahead for one call; the rest returns to the pool as it ends.
+    // Whatever a thread holds ahead of its calls must not go with it when it ends.
     LogItem* onThread = nullptr;
     std::thread([&] { onThread = logitems::Make(Info, "thread"); }).join();
 
