@@ -51,6 +51,7 @@ Mutex& BatchLock()
 
 std::atomic<bool> g_started{false};
 std::atomic<int> g_drainsWaiting{0};
+std::atomic<std::uint64_t> g_batches{0}; // batches written, for drains waiting on another writer
 std::atomic<_LoggingThread*> g_thread{nullptr};
 std::atomic<bool> g_cleanedUp{false};
 std::atomic<std::uint32_t> g_cleanupThreadId{0};
@@ -76,6 +77,7 @@ void Write(Entry* entries, std::size_t count)
         while (i < count && entries[i].log == log) items[n++] = entries[i++].item;
         log->_DisplayAndSave(items, n);
     }
+    g_batches.fetch_add(1, std::memory_order_relaxed);
 }
 
 // Takes up to a batch without waiting; the batch lock is held.
@@ -119,17 +121,33 @@ void Drain(float seconds)
     if (!Started()) return;
     ++g_drainsWaiting;
     Mutex& lock = BatchLock();
-    bool held = lock.TryEnter();
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<float>(seconds);
-    while (!held && std::chrono::steady_clock::now() < limit) {
-        // The logging thread waits for items holding the lock: release it from its wait.
-        Items().Unblock(true);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        held = lock.TryEnter();
-    }
+    // Another writer of the queue is waited for while it gets on; one that has written nothing for the
+    // given time is taken for stuck, and the queue is written out beside it.
+    const auto take = [&] {
+        auto limit = std::chrono::steady_clock::now() + std::chrono::duration<float>(seconds);
+        std::uint64_t seen = g_batches.load();
+        while (!lock.TryEnter()) {
+            if (const std::uint64_t now = g_batches.load(); now != seen) {
+                seen = now;
+                limit = std::chrono::steady_clock::now() + std::chrono::duration<float>(seconds);
+            } else if (std::chrono::steady_clock::now() >= limit) {
+                return false;
+            }
+            // The logging thread waits for items holding the lock: release it from its wait.
+            Items().Unblock(true);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return true;
+    };
+    // A batch at a time under the lock, so that a drain waiting elsewhere gets its turn in between
+    // (whoever writes a batch takes it whole, so the order holds).
     Entry entries[kBatch];
-    for (std::size_t n; (n = Take(entries, 0)) > 0;) Write(entries, n);
-    if (held) lock.Leave();
+    for (bool held = take();; held = held && take()) {
+        const std::size_t n = Take(entries, 0);
+        if (n > 0) Write(entries, n);
+        if (held) lock.Leave();
+        if (n == 0) break;
+    }
     --g_drainsWaiting;
 }
 
