@@ -43,23 +43,29 @@ class LoggingThreadTest : public TestFolder
 TEST_F(LoggingThreadTest, NoQueuedLineIsLostWhateverEndsTheProcess)
 {
     const int killedBySegv = Child::KilledBy - SIGSEGV, killedByAbort = Child::KilledBy - SIGABRT;
+    // Rows that end through a signal handler (which also reports a fault, interrupt or abort) do not
+    // run under ThreadSanitizer, whose runtime defers signals and objects to what the handlers call.
     struct Row
     {
         const char* end;
         int code;
-    } rows[] = {
-        {"return", 0},
-        {"startup-throws", 77}, // the start-up failure's error number
-        {"cleanup-throws", 1},  // the executable's fatal exit codes
-        {"cleanup-throws-unknown", 2},
-        {"exit", 2},
-        {"interrupt-stuck", 3}, // not finished 10 s after the interrupt
-        {"interrupt-answered", 0},
-        {"interrupt-unanswered", 0},
-        {"fault", kWindows ? static_cast<int>(0xC0000005) : killedBySegv}, // on a thread that does not translate
-        {"terminate", kWindows ? 3 : killedByAbort},
-        {"abort", kWindows ? 3 : killedByAbort},
+        bool signal;
+    } all[] = {
+        {"return", 0, false},
+        {"startup-throws", 77, false}, // the start-up failure's error number
+        {"cleanup-throws", 1, false},  // the executable's fatal exit codes
+        {"cleanup-throws-unknown", 2, false},
+        {"exit", 2, false},
+        {"interrupt-stuck", 3, true}, // not finished 10 s after the interrupt
+        {"interrupt-answered", 0, true},
+        {"interrupt-unanswered", 0, true},
+        {"fault", kWindows ? static_cast<int>(0xC0000005) : killedBySegv, true}, // on a thread that does not translate
+        {"terminate", kWindows ? 3 : killedByAbort, true},
+        {"abort", kWindows ? 3 : killedByAbort, true},
     };
+    std::vector<Row> rows;
+    for (const Row& row : all)
+        if (!row.signal || !kSignalDeferringRuntime) rows.push_back(row);
     // All at once: most of each run is waiting (on slow writes, on an interrupt's ten seconds).
     std::vector<std::unique_ptr<Child>> children;
     for (const Row& row : rows) {
@@ -68,7 +74,7 @@ TEST_F(LoggingThreadTest, NoQueuedLineIsLostWhateverEndsTheProcess)
         children.push_back(std::make_unique<Child>(Native(DOVO_LOG_EXIT_HELPER),
                                                    Strings{"-End", row.end, "-LogFolder", Native(folder)}, folder));
     }
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
         SCOPED_TRACE(rows[i].end);
         Child& child = *children[i];
         if (std::string(rows[i].end).rfind("interrupt", 0) == 0) {
@@ -76,7 +82,7 @@ TEST_F(LoggingThreadTest, NoQueuedLineIsLostWhateverEndsTheProcess)
             child.Interrupt(0);
         }
     }
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
         SCOPED_TRACE(rows[i].end);
         EXPECT_EQ(children[i]->Wait(180), rows[i].code) << children[i]->Errors();
         EXPECT_EQ(CheckLines(Read(m_dir / rows[i].end / "log_exit_helper.log")), "");

@@ -92,8 +92,10 @@ protected:
 /// ThreadSanitizer's runtime catches signals itself and now and then (about one in 40 here) never runs
 /// the program's handler. Tests that need a signal to arrive say so and stop.
 #if defined(__SANITIZE_THREAD__)
+constexpr bool kSignalDeferringRuntime = true;
 #define DOVO_SKIP_UNDER_SIGNAL_DEFERRING_RUNTIME()                                                                     \
     GTEST_SKIP() << "ThreadSanitizer may drop an asynchronous signal before the program's handler sees it"
 #else
+constexpr bool kSignalDeferringRuntime = false;
 #define DOVO_SKIP_UNDER_SIGNAL_DEFERRING_RUNTIME() (void)0
 #endif
