@@ -30,6 +30,7 @@ namespace dovo {
 namespace {
 
 constexpr int kWriteAttempts = 999;
+constexpr int kGlobalLogKept = 10000;
 
 logfile::Calls g_calls = {logfile::OpenAppend, logfile::Write, logfile::Flush, logfile::Close};
 std::atomic<long long> g_reopenMs{5000};
@@ -479,7 +480,11 @@ Log::SetLevels::~SetLevels()
 
 void Log::LogStartup(LogLevel displayLevel, LogLevel fileLevel)
 {
-    if (!s_GlobalLog) s_GlobalLog = SmartHandle<Log>(new Log(displayLevel, fileLevel));
+    if (!s_GlobalLog) {
+        s_GlobalLog = SmartHandle<Log>(new Log(displayLevel, fileLevel));
+        // A program runs for months: the items kept for dumps are the latest, not all of them.
+        s_GlobalLog->SetLogMemoryLimit(kGlobalLogKept);
+    }
     hooks::SetExceptionLogWriter(WriteException, DumpAllLogs);
     hooks::SetLogFlusher(logthread::Flush);
     logthread::Create();

@@ -88,8 +88,9 @@ public:
     };
 
     static SmartHandle<Log> s_GlobalLog;
-    /// Makes the global log (a log without a file until one is set) and the logging thread, which the
-    /// library's start-up starts. From then on log calls queue their items for it.
+    /// Makes the global log (a log without a file until one is set, keeping its latest 10,000 items for
+    /// dumps) and the logging thread, which the library's start-up starts. From then on log calls queue
+    /// their items for it.
     static void LogStartup(LogLevel displayLevel, LogLevel fileLevel);
     /// Stops the logging thread after it has written what is queued (a thread stuck in a write is not
     /// waited for: the caller writes the queue out itself). No log may be made afterwards.
