@@ -41,8 +41,8 @@ bool PureVirtualReportEnabled();
 /// Makes std::terminate and abort write out the queued log lines before the process goes.
 void FlushLogsOnAbort();
 
-/// Ends the process with code now, from any thread: the queued log lines and the streams are flushed, but neither atexit
-/// handlers nor static destructors run (the main thread may still be inside the application).
+/// Ends the process with code now, from any thread: the queued log lines and the streams are flushed, but neither
+/// atexit handlers nor static destructors run (the main thread may still be inside the application).
 [[noreturn]] void EndProcess(int code);
 
 /// The start-up failure report of the executable ("executable") or the application ("application"):

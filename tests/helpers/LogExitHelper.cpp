@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -72,7 +73,9 @@ public:
         LogLines();
         m_logged = true;
         if (m_end == "fault") {
-            std::thread([] { *static_cast<volatile int*>(nullptr) = 1; }).join();
+            // Not address 0: the undefined-behaviour checker would stop the program before the processor does.
+            static volatile std::uintptr_t bad = 0x40;
+            std::thread([] { *reinterpret_cast<volatile int*>(bad) = 1; }).join();
         } else if (m_end == "terminate") {
             std::terminate();
         } else if (m_end == "abort") {

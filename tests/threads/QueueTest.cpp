@@ -82,18 +82,18 @@ TEST(QueueTest, GrowsByTheStepAndKeepsTheOrderAcrossTheWrap)
             SCOPED_TRACE(std::to_string(row.initial) + "/" + std::to_string(row.growBy));
             Queue q("Growth", row.initial, row.growBy, threadSafe, 0);
             // Move the read index off 0 first, so that growth has to unwrap the ring.
-            int v = -1, out = 0;
+            long long v = -1, out = 0; // items of the default size, 8 bytes
             q.Add(&v);
             ASSERT_TRUE(q.Get(&out));
             const unsigned initial = row.initial ? row.initial : 1;
             for (unsigned i = 0; i < initial; ++i) {
-                int item = static_cast<int>(i);
+                long long item = i;
                 EXPECT_EQ(q.Add(&item), i + 1);
             }
             EXPECT_EQ(ReportOf(q), Report("Growth", 8, initial, row.capacityAfterFilling, initial));
             for (unsigned i = 0; i < initial; ++i) {
                 ASSERT_TRUE(q.Get(&out, 0));
-                ASSERT_EQ(out, static_cast<int>(i));
+                ASSERT_EQ(out, static_cast<long long>(i));
             }
             EXPECT_FALSE(q.Get(&out));
             EXPECT_EQ(q.Count(), 0u);
@@ -123,7 +123,7 @@ TEST(QueueTest, AddHeadIsTakenNextAndGrowsAFullRing)
 TEST(QueueTest, TimedOutGetShrinksAGrownQueueAndClearGoesThroughClearItem)
 {
     Queue q("Shrink", 4, 0, true, 0);
-    for (int i = 0; i < 5; ++i) q.Add(&i);
+    for (long long i = 0; i < 5; ++i) q.Add(&i);
     long long out = 0;
     for (int i = 0; i < 5; ++i) ASSERT_TRUE(q.Get(&out, 0));
     EXPECT_EQ(ReportOf(q), Report("Shrink", 8, 0, 12, 4));
