@@ -115,25 +115,29 @@ Log::~Log()
 }
 
 namespace {
-// Each thread makes its lines in a buffer of its own, which keeps its size from line to line; a line
-// made while the thread's buffer is in use (a log call from inside a log call) gets one of its own.
+// Lines are made in a buffer that keeps its size from line to line: the calling thread's, or the log's
+// for the batches it writes under its lock (those are also written while the process exits, when the
+// exiting thread's own buffer may be gone already). A line made while the buffer is in use (a log call
+// from inside a log call) gets one of its own.
 thread_local std::string t_line;
 thread_local bool t_lineInUse = false;
 class LineBuffer
 {
 public:
-    LineBuffer() : m_borrowed(!t_lineInUse), m_line(m_borrowed ? t_line : m_own)
+    LineBuffer(std::string& shared = t_line, bool& inUse = t_lineInUse)
+        : m_inUse(inUse), m_borrowed(!inUse), m_line(m_borrowed ? shared : m_own)
     {
-        t_lineInUse = true;
+        m_inUse = true;
         m_line.clear();
     }
     ~LineBuffer()
     {
-        if (m_borrowed) t_lineInUse = false;
+        if (m_borrowed) m_inUse = false;
     }
     std::string& operator*() { return m_line; }
 
 private:
+    bool& m_inUse;
     bool m_borrowed;
     std::string m_own;
     std::string& m_line;
@@ -172,7 +176,7 @@ void Log::_DisplayAndSave(LogItem* const* items, std::size_t count)
     const LogLevel fileLevel = m_fileLevel;
     bool missed = false;
     if (!m_file.Empty()) {
-        LineBuffer lines;
+        LineBuffer lines(m_lines, m_linesInUse);
         for (std::size_t i = 0; i < count; ++i)
             if (items[i]->level <= fileLevel) items[i]->AppendLine(*lines);
         missed = !(*lines).empty() && !WriteLine(*lines);

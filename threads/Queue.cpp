@@ -155,9 +155,13 @@ void Queue::TakeOldest(void* out)
 bool Queue::Get(void* out, float seconds)
 {
     if (m_unblocked.load()) return false;
-    m_waiters.fetch_add(1);
-    const bool signalled = m_semaphore.Wait(seconds);
-    m_waiters.fetch_sub(1);
+    // Only a thread that must sleep counts as waiting (for Unblock): an item at hand is taken at once.
+    bool signalled = m_semaphore.Wait(0);
+    if (!signalled && seconds != 0) {
+        m_waiters.fetch_add(1);
+        signalled = m_semaphore.Wait(seconds);
+        m_waiters.fetch_sub(1);
+    }
     if (!signalled) {
         Shrink();
         return false;

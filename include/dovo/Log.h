@@ -11,6 +11,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <functional>
+#include <string>
 #include <vector>
 
 namespace dovo {
@@ -131,6 +132,8 @@ private:
     LogItem* m_unwritten = nullptr; // the first kept item that missed the file, or none
     long long m_failedAt = 0;       // when the file last could not be opened (steady ms), or 0
     int m_pins = 0;                 // dumps of this log under way (under the registry's lock)
+    std::string m_lines;            // where batches of lines are made (under the lock)
+    bool m_linesInUse = false;
 };
 
 DOVO_API void LogFatal(const String& text);

@@ -64,6 +64,8 @@ private:
     void TakeOldest(void* out);
     class Guard;
 
+    // Producers' and consumers' fields lie on cache lines of their own, so that neither side's writes
+    // take the other's line away on every item.
     char m_name[17];
     unsigned m_itemSize;
     unsigned m_initialSize;
@@ -71,14 +73,14 @@ private:
     bool m_threadSafe;
     unsigned char* m_storage = nullptr;
     unsigned m_capacity = 0;
-    std::atomic<unsigned> m_write{0};
-    std::atomic<unsigned> m_read{0};
-    std::atomic<unsigned> m_count{0};
     Semaphore m_semaphore;
-    std::atomic<int> m_waiters{0};
-    std::atomic<bool> m_unblocked{false};
+    alignas(64) std::atomic<unsigned> m_write{0};
     mutable Mutex m_addLock;
+    alignas(64) std::atomic<unsigned> m_read{0};
     mutable Mutex m_getLock;
+    std::atomic<int> m_waiters{0};
+    alignas(64) std::atomic<unsigned> m_count{0};
+    std::atomic<bool> m_unblocked{false};
 };
 
 } // namespace dovo
