@@ -6,17 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include "support/LibStaticAccess.h"
+
 #include <set>
 #include <string>
-
-namespace dovo {
-// The program's start and end call these; the test stands in for them.
-struct LibStaticAccess
-{
-    static void Startup(CommandLine& c) { LibStatic::NotifyStartup(c); }
-    static void Cleanup() { LibStatic::NotifyCleanup(); }
-};
-} // namespace dovo
 
 using namespace dovo;
 

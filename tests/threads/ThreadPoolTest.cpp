@@ -11,6 +11,8 @@
 #include <boost/function.hpp>
 #include <gtest/gtest.h>
 
+#include "support/LibStaticAccess.h"
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -22,15 +24,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-namespace dovo {
-// The program's start and end call these; the tests stand in for them.
-struct LibStaticAccess
-{
-    static void Startup(CommandLine& c) { LibStatic::NotifyStartup(c); }
-    static void Cleanup() { LibStatic::NotifyCleanup(); }
-};
-} // namespace dovo
 
 using namespace dovo;
 

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/LibStaticAccess.h"
+
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -16,15 +18,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-namespace dovo {
-// The program's start and end call these; the tests stand in for them.
-struct LibStaticAccess
-{
-    static void Startup(CommandLine& c) { LibStatic::NotifyStartup(c); }
-    static void Cleanup() { LibStatic::NotifyCleanup(); }
-};
-} // namespace dovo
 
 using namespace dovo;
 
