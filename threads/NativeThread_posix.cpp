@@ -27,6 +27,8 @@ void* Main(void* raw)
     auto* launch = static_cast<Launch*>(raw);
     launch->id = kernel::CurrentThreadId();
     kernel::SetEvent(launch->started);
+    // Each side closes its own handle to the event: the last close deletes it, after both are done.
+    kernel::Close(launch->started);
     kernel::WaitOne(launch->gate, kernel::kInfinite);
     launch->entry(launch->argument);
     kernel::SetEvent(launch->ended);
@@ -43,6 +45,7 @@ kernel::Handle CreateSuspended(Entry entry, void* argument, std::uint32_t& id, v
                               kernel::NewEvent(true, false)};
     kernel::Handle ended = kernel::Duplicate(launch->ended);
     kernel::Handle gate = kernel::Duplicate(launch->gate);
+    kernel::Handle started = kernel::Duplicate(launch->started);
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
@@ -50,12 +53,12 @@ kernel::Handle CreateSuspended(Entry entry, void* argument, std::uint32_t& id, v
     const int failed = pthread_create(&thread, &attributes, Main, launch);
     pthread_attr_destroy(&attributes);
     if (failed) {
-        for (kernel::Handle h : {launch->gate, launch->ended, launch->started, ended, gate}) kernel::Close(h);
+        for (kernel::Handle h : {launch->gate, launch->ended, launch->started, ended, gate, started}) kernel::Close(h);
         delete launch;
         return nullptr;
     }
-    kernel::WaitOne(launch->started, kernel::kInfinite);
-    kernel::Close(launch->started);
+    kernel::WaitOne(started, kernel::kInfinite);
+    kernel::Close(started);
     id = launch->id; // the launch record is the thread's from here on
     resumeToken = gate;
     return ended;
