@@ -488,6 +488,10 @@ void Log::LogStartup(LogLevel displayLevel, LogLevel fileLevel)
         s_GlobalLog = SmartHandle<Log>(new Log(displayLevel, fileLevel));
         // A program runs for months: the items kept for dumps are the latest, not all of them.
         s_GlobalLog->SetLogMemoryLimit(kGlobalLogKept);
+        // Never destroyed: threads (the logging thread among them) may still log while exit() destroys
+        // the process's statics. Its lines are on disk already; the system closes the file.
+        static auto* const lasting = new SmartHandle<Log>(s_GlobalLog);
+        (void)lasting;
     }
     hooks::SetExceptionLogWriter(WriteException, DumpAllLogs);
     hooks::SetLogFlusher(logthread::Flush);

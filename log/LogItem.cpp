@@ -4,6 +4,7 @@
 #include "objects/ExceptionHooks.h"
 #include "threads/Kernel.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <mutex>
@@ -93,11 +94,13 @@ const char* LogItem::Tag(LogLevel level) { return level >= 0 && level <= 7 ? kTa
 
 namespace {
 // Lines come many per second: each thread keeps the text of the last second it stamped (local time,
-// with the zone's offset looked up once per second) and adds only the milliseconds.
+// with the zone's offset looked up once per second) and adds only the milliseconds. Plain data: lines
+// are also made while the process exits, after the exiting thread's thread-local objects are destroyed.
 struct StampCache
 {
     std::int64_t second = INT64_MIN;
-    std::string text; // "yy.mm.dd HH:MM:SS"
+    char text[32]; // "yy.mm.dd HH:MM:SS"
+    std::size_t size = 0;
 };
 thread_local StampCache t_stamp;
 
@@ -110,7 +113,9 @@ void LogItem::AppendLine(std::string& out, LogLevel level, const Time& time, std
     const std::int64_t value = time.TotalMilliseconds();
     const std::int64_t second = value / 1000 - (value % 1000 < 0 ? 1 : 0);
     if (second != stamp.second) {
-        stamp.text = Time(second * 1000).Format("%y.%m.%d %H:%M:%S", true).str();
+        const std::string formatted = Time(second * 1000).Format("%y.%m.%d %H:%M:%S", true).str();
+        stamp.size = std::min(formatted.size(), sizeof stamp.text);
+        std::memcpy(stamp.text, formatted.data(), stamp.size);
         stamp.second = second;
     }
     const int ms = static_cast<int>(value - second * 1000);
@@ -122,14 +127,14 @@ void LogItem::AppendLine(std::string& out, LogLevel level, const Time& time, std
     const std::string& body = text.str();
     // The line is sized once and its pieces copied in: a line is made for every log call.
     const std::size_t at = out.size();
-    out.resize(at + stamp.text.size() + 4 + tagLength + 11 + 2 + nameLength + 2 + body.size() + 1);
+    out.resize(at + stamp.size + 4 + tagLength + 11 + 2 + nameLength + 2 + body.size() + 1);
     char* p = out.data() + at;
     const auto put = [&p](const char* data, std::size_t size) {
         std::memcpy(p, data, size);
         p += size;
     };
     static const char digits[] = "0123456789ABCDEF";
-    put(stamp.text.data(), stamp.text.size());
+    put(stamp.text, stamp.size);
     *p++ = '.';
     *p++ = static_cast<char>('0' + ms / 100);
     *p++ = static_cast<char>('0' + ms / 10 % 10);

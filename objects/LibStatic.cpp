@@ -71,8 +71,11 @@ bool Still(LibStatic* object, std::uint64_t serial, const char*& name)
 
 } // namespace
 
-LibStatic::LibStatic(const char* name) : m_name(name)
+LibStatic::LibStatic(const char* name) : LibStatic(name, true) {}
+
+LibStatic::LibStatic(const char* name, bool register_) : m_name(name)
 {
+    if (!register_) return;
     RegistryLock lock;
     if (!g_registry) g_registry = new std::unordered_map<LibStatic*, Entry>();
     (*g_registry)[this] = Entry{name, ++g_serial};

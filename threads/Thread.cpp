@@ -18,6 +18,14 @@
 
 namespace dovo {
 
+// A thread the library did not start, registered when it first asks for its name.
+class SystemThread : public Thread
+{
+public:
+    explicit SystemThread(const String& name) : Thread(name, Unregistered{}) {}
+    bool Execute() override { return false; }
+};
+
 namespace {
 
 constexpr int kStartFailed = 0x20000006;
@@ -25,14 +33,6 @@ constexpr int kWaitFailed = 0x2000000D;
 constexpr int kWaitForSelf = 0x20000010;
 
 int Exchange(volatile int* target, int value) { return __atomic_exchange_n(target, value, __ATOMIC_SEQ_CST); }
-
-// A thread the library did not start, registered when it first asks for its name.
-class SystemThread : public Thread
-{
-public:
-    explicit SystemThread(const String& name) : Thread(name) {}
-    bool Execute() override { return false; }
-};
 
 struct Record
 {
@@ -172,6 +172,8 @@ std::size_t ThreadAccess::RegisteredThreads()
 void ThreadAccess::GiveUnknownHandle(Thread& thread) { thread.m_handle = kernel::UnknownHandle(); }
 
 Thread::Thread(const String& name) : LibStatic("Thread"), m_name(name) {}
+
+Thread::Thread(const String& name, Unregistered) : LibStatic("Thread", false), m_name(name) {}
 
 Thread::Thread(const Thread& other) : LibStatic("Thread"), m_name(other.m_name) {}
 

@@ -22,6 +22,9 @@ public:
 
 protected:
     explicit LibStatic(const char* name);
+    /// Not registered (when register is false): for objects that only share the interface, made where
+    /// the library's start-up or clean-up could meet them half-constructed.
+    LibStatic(const char* name, bool register_);
 
 private:
     // The program's start and end drive these.

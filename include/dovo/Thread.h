@@ -68,6 +68,13 @@ protected:
 
 private:
     friend struct ThreadAccess; // the library's own tests
+    friend class SystemThread;
+    /// A thread the library did not start stands for itself in the registry of names: not a library
+    /// static (another thread's clean-up could meet it half-made).
+    struct Unregistered
+    {
+    };
+    Thread(const String& name, Unregistered);
 
     static void Run(void* self);
     void Body();

@@ -76,7 +76,7 @@ TEST_F(HelperRun, InterruptsStopTheProgram)
     for (const int event : {0, 1, 2, 3, 4, 5, 6, 7}) {
         SCOPED_TRACE(event);
         Child child = Run("console-event", {"-Event", std::to_string(event)});
-        EXPECT_EQ(child.Wait(), 0);
+        EXPECT_EQ(child.Wait(), 0) << child.Errors();
         const bool stops = event <= 2 || event == 5 || event == 6;
         EXPECT_EQ(Has(Log(), "Unhandled interrupt! Exiting."), stops);
         EXPECT_EQ(child.WaitForLine("execute 20", 0), !stops);
@@ -117,7 +117,7 @@ TEST_F(HelperRun, AnInterruptAsTheProgramEndsLeavesItsExitCode)
         Child child = Run("exit-race");
         ASSERT_TRUE(child.WaitForLine(moments[run % 3]));
         child.Interrupt(0);
-        EXPECT_EQ(child.Wait(), 0);
+        EXPECT_EQ(child.Wait(), 0) << child.Errors();
     }
 }
 
