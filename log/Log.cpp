@@ -115,16 +115,14 @@ Log::~Log()
 }
 
 namespace {
-// Lines are made in a buffer that keeps its size from line to line: the calling thread's, or the log's
-// for the batches it writes under its lock (those are also written while the process exits, when the
-// exiting thread's own buffer may be gone already). A line made while the buffer is in use (a log call
-// from inside a log call) gets one of its own.
-thread_local std::string t_line;
-thread_local bool t_lineInUse = false;
+// Lines are made in the log's buffer (under its lock), which keeps its size from line to line; a line
+// made while the buffer is in use (a log call from inside a log call) gets one of its own. Not the
+// thread's: lines are also made while the process exits, after the exiting thread's thread-local
+// objects are gone.
 class LineBuffer
 {
 public:
-    LineBuffer(std::string& shared = t_line, bool& inUse = t_lineInUse)
+    LineBuffer(std::string& shared, bool& inUse)
         : m_inUse(inUse), m_borrowed(!inUse), m_line(m_borrowed ? shared : m_own)
     {
         m_inUse = true;
@@ -156,14 +154,16 @@ void Log::DoLog(LogLevel level, const String& text)
     // Items queued before the logging thread stopped go first.
     if (logthread::Pending()) logthread::Drain();
     if (!keep) {
-        // Not kept: no item is made, and the line is made before the lock is taken, which is then held
-        // for the write alone.
+        // Not kept: no item is made; the line is made in the log's buffer under its lock.
         if (level > m_fileLevel.load(std::memory_order_relaxed)) return;
         const std::uint32_t id = kernel::CurrentThreadId();
-        LineBuffer line;
-        LogItem::AppendLine(*line, level, Time::CurrentTime(), id, hooks::ThreadName(id), text);
+        const Time now = Time::CurrentTime();
+        const String name = hooks::ThreadName(id);
         Hold hold(m_lock);
-        if (!m_file.Empty()) WriteLine(*line);
+        if (m_file.Empty()) return;
+        LineBuffer line(m_lines, m_linesInUse);
+        LogItem::AppendLine(*line, level, now, id, name, text);
+        WriteLine(*line);
         return;
     }
     LogItem* item = new LogItem(level, text);
