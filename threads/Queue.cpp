@@ -2,6 +2,11 @@
 // equal only when the ring is empty, because a ring that becomes full grows at once. Producers move the
 // write index under the add lock, consumers the read index under the get lock; whatever moves the read
 // index backwards or replaces the storage holds both (add lock first).
+//
+// The capacity (what the queue reports and the growth rule works on) may be below the slots allocated:
+// the block is replaced only when the capacity outgrows it, and then by at least twice as many slots.
+// Growing by a fixed step would otherwise copy every held item once per step, which makes a long
+// queue quadratic to fill (a million queued tasks took tens of seconds).
 
 #include <dovo/Queue.h>
 #include <dovo/SyncException.h>
@@ -30,7 +35,7 @@ Queue::Queue(const char* name, unsigned initialSize, unsigned growBy, bool threa
 {
     std::snprintf(m_name, sizeof m_name, "%s", name ? name : "");
     m_storage = NewBlock(m_initialSize, m_itemSize);
-    m_capacity = m_initialSize;
+    m_capacity = m_slots = m_initialSize;
 }
 
 Queue::Queue(const Queue& other)
@@ -74,15 +79,16 @@ unsigned Queue::Add(const void* item)
         CopyItem(item, Slot(write));
         // Counted before the item is published, so that a consumer never takes the count below zero.
         count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
-        const unsigned next = write + 1 == m_capacity ? 0 : write + 1;
-        if (next != m_read.load(std::memory_order_acquire)) {
+        const unsigned next = write + 1 == m_slots ? 0 : write + 1;
+        if (Held(m_read.load(std::memory_order_acquire), next) < m_capacity) {
             m_write.store(next, std::memory_order_release);
         } else {
             // Only consumers move the read index while the add lock is held, and only forwards: once
-            // they are held off, the ring is full exactly when the next index still meets it.
+            // they are held off, the ring is full exactly when it still holds capacity items.
             Guard get(*this, m_getLock);
             m_write.store(next, std::memory_order_release);
-            if (next == m_read.load(std::memory_order_relaxed)) Grow();
+            const unsigned held = Held(m_read.load(std::memory_order_relaxed), next);
+            if (held >= m_capacity) Grow(held);
         }
     }
     m_semaphore.Post(1);
@@ -96,34 +102,45 @@ unsigned Queue::AddHead(const void* item)
         Guard add(*this, m_addLock);
         Guard get(*this, m_getLock);
         const unsigned read = m_read.load(std::memory_order_relaxed);
-        const unsigned head = read == 0 ? m_capacity - 1 : read - 1;
+        const unsigned head = read == 0 ? m_slots - 1 : read - 1;
         CopyItem(item, Slot(head));
         count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
         m_read.store(head, std::memory_order_release);
-        if (head == m_write.load(std::memory_order_relaxed)) Grow();
+        const unsigned held = Held(head, m_write.load(std::memory_order_relaxed));
+        if (held >= m_capacity) Grow(held);
     }
     m_semaphore.Post(1);
     return count;
 }
 
-// Called with both locks held and the ring full (write index == read index). Items move through
-// CopyItem and ClearItem, oldest first, so that items which point into themselves stay valid.
-void Queue::Grow()
+// Items in the ring from read up to write; equal indices mean every slot is taken, since an empty ring
+// never calls this.
+unsigned Queue::Held(unsigned read, unsigned write) const
 {
-    const unsigned capacity = m_capacity;
-    const unsigned step = m_growBy ? m_growBy : std::clamp(capacity / 4, 8u, 1024u);
-    unsigned char* block = NewBlock(capacity + step, m_itemSize);
-    unsigned from = m_read.load(std::memory_order_relaxed);
-    for (unsigned i = 0; i < capacity; ++i) {
-        CopyItem(Slot(from), block + static_cast<std::size_t>(i) * m_itemSize);
-        ClearItem(Slot(from));
-        from = from + 1 == capacity ? 0 : from + 1;
+    return write > read ? write - read : write + m_slots - read;
+}
+
+// Called with both locks held and the ring holding capacity items. Items move through CopyItem and
+// ClearItem, oldest first, so that items which point into themselves stay valid.
+void Queue::Grow(unsigned held)
+{
+    const unsigned capacity = m_capacity + (m_growBy ? m_growBy : std::clamp(m_capacity / 4, 8u, 1024u));
+    if (capacity > m_slots) {
+        const unsigned slots = std::max(capacity, m_slots * 2);
+        unsigned char* block = NewBlock(slots, m_itemSize);
+        unsigned from = m_read.load(std::memory_order_relaxed);
+        for (unsigned i = 0; i < held; ++i) {
+            CopyItem(Slot(from), block + static_cast<std::size_t>(i) * m_itemSize);
+            ClearItem(Slot(from));
+            from = from + 1 == m_slots ? 0 : from + 1;
+        }
+        std::free(m_storage);
+        m_storage = block;
+        m_slots = slots;
+        m_read.store(0, std::memory_order_relaxed);
+        m_write.store(held, std::memory_order_release);
     }
-    std::free(m_storage);
-    m_storage = block;
-    m_read.store(0, std::memory_order_relaxed);
-    m_write.store(capacity, std::memory_order_release);
-    m_capacity = capacity + step;
+    m_capacity = capacity;
 }
 
 void Queue::Shrink()
@@ -136,7 +153,7 @@ void Queue::Shrink()
         unsigned char* block = NewBlock(m_initialSize, m_itemSize);
         std::free(m_storage);
         m_storage = block;
-        m_capacity = m_initialSize;
+        m_capacity = m_slots = m_initialSize;
         m_read.store(0, std::memory_order_relaxed);
         m_write.store(0, std::memory_order_relaxed);
     }
@@ -149,7 +166,7 @@ void Queue::TakeOldest(void* out)
     unsigned char* slot = Slot(read);
     CopyItem(slot, out);
     ClearItem(slot);
-    m_read.store(read + 1 == m_capacity ? 0 : read + 1, std::memory_order_release);
+    m_read.store(read + 1 == m_slots ? 0 : read + 1, std::memory_order_release);
 }
 
 bool Queue::Get(void* out, float seconds)
@@ -207,7 +224,7 @@ void Queue::Clear(bool unblock, bool reset)
         unsigned cleared = 0;
         for (; read != write; ++cleared) {
             ClearItem(Slot(read));
-            read = read + 1 == m_capacity ? 0 : read + 1;
+            read = read + 1 == m_slots ? 0 : read + 1;
         }
         m_read.store(0, std::memory_order_relaxed);
         m_write.store(0, std::memory_order_relaxed);

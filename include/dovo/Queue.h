@@ -59,7 +59,8 @@ protected:
 
 private:
     unsigned char* Slot(unsigned index) const { return m_storage + static_cast<std::size_t>(index) * m_itemSize; }
-    void Grow();
+    unsigned Held(unsigned read, unsigned write) const;
+    void Grow(unsigned held);
     void Shrink();
     void TakeOldest(void* out);
     class Guard;
@@ -72,7 +73,8 @@ private:
     unsigned m_growBy;
     bool m_threadSafe;
     unsigned char* m_storage = nullptr;
-    unsigned m_capacity = 0;
+    unsigned m_capacity = 0; // what the growth rule and Report see
+    unsigned m_slots = 0;    // allocated, at least the capacity
     Semaphore m_semaphore;
     alignas(64) std::atomic<unsigned> m_write{0};
     mutable Mutex m_addLock;

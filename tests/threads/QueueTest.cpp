@@ -98,6 +98,20 @@ TEST(QueueTest, GrowsByTheStepAndKeepsTheOrderAcrossTheWrap)
             EXPECT_FALSE(q.Get(&out));
             EXPECT_EQ(q.Count(), 0u);
         }
+        // Many growths while the ring wraps: two in, one out, until 100 are held.
+        for (const Row& row : {Row{4, 0, 108}, Row{4, 3, 103}}) {
+            Queue q("Growth", row.initial, row.growBy, threadSafe, 0);
+            long long next = 0, expected = 0, out = 0;
+            while (q.Count() < 100) {
+                q.Add(&next), ++next;
+                q.Add(&next), ++next;
+                ASSERT_TRUE(q.Get(&out));
+                ASSERT_EQ(out, expected++);
+            }
+            EXPECT_EQ(ReportOf(q), Report("Growth", 8, 100, row.capacityAfterFilling, row.initial));
+            while (q.Get(&out)) ASSERT_EQ(out, expected++);
+            EXPECT_EQ(expected, next);
+        }
     }
 }
 
