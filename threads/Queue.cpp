@@ -80,14 +80,17 @@ unsigned Queue::Add(const void* item)
         // Counted before the item is published, so that a consumer never takes the count below zero.
         count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
         const unsigned next = write + 1 == m_slots ? 0 : write + 1;
-        if (Held(m_read.load(std::memory_order_acquire), next) < m_capacity) {
+        // The read index last seen is never ahead of the real one, so the count it gives is never too
+        // low; the real one (on the consumers' cache line) is read only when that count says full.
+        if (Held(m_readSeen, next) < m_capacity ||
+            Held(m_readSeen = m_read.load(std::memory_order_acquire), next) < m_capacity) {
             m_write.store(next, std::memory_order_release);
         } else {
             // Only consumers move the read index while the add lock is held, and only forwards: once
             // they are held off, the ring is full exactly when it still holds capacity items.
             Guard get(*this, m_getLock);
             m_write.store(next, std::memory_order_release);
-            const unsigned held = Held(m_read.load(std::memory_order_relaxed), next);
+            const unsigned held = Held(m_readSeen = m_read.load(std::memory_order_relaxed), next);
             if (held >= m_capacity) Grow(held);
         }
     }
@@ -106,6 +109,7 @@ unsigned Queue::AddHead(const void* item)
         CopyItem(item, Slot(head));
         count = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
         m_read.store(head, std::memory_order_release);
+        m_readSeen = head;
         const unsigned held = Held(head, m_write.load(std::memory_order_relaxed));
         if (held >= m_capacity) Grow(held);
     }
@@ -137,8 +141,7 @@ void Queue::Grow(unsigned held)
         std::free(m_storage);
         m_storage = block;
         m_slots = slots;
-        m_read.store(0, std::memory_order_relaxed);
-        m_write.store(held, std::memory_order_release);
+        SetIndices(0, held);
     }
     m_capacity = capacity;
 }
@@ -154,9 +157,25 @@ void Queue::Shrink()
         std::free(m_storage);
         m_storage = block;
         m_capacity = m_slots = m_initialSize;
-        m_read.store(0, std::memory_order_relaxed);
-        m_write.store(0, std::memory_order_relaxed);
+        SetIndices(0, 0);
     }
+}
+
+// With both locks held: places both indices, and the copies each side keeps of the other's.
+void Queue::SetIndices(unsigned read, unsigned write)
+{
+    m_read.store(read, std::memory_order_relaxed);
+    m_write.store(write, std::memory_order_release);
+    m_readSeen = read;
+    m_writeSeen = write;
+}
+
+// With the get lock held. The write index last seen is never ahead of the real one, and the items up to
+// it are published; the real one (on the producers' cache line) is read only when that one says empty.
+bool Queue::Empty()
+{
+    const unsigned read = m_read.load(std::memory_order_relaxed);
+    return read == m_writeSeen && read == (m_writeSeen = m_write.load(std::memory_order_acquire));
 }
 
 // Called with the get lock held and the ring not empty.
@@ -185,7 +204,7 @@ bool Queue::Get(void* out, float seconds)
     }
     if (m_unblocked.load()) return false;
     Guard get(*this, m_getLock);
-    if (m_read.load(std::memory_order_relaxed) == m_write.load(std::memory_order_acquire)) return false;
+    if (Empty()) return false;
     TakeOldest(out);
     m_count.fetch_sub(1, std::memory_order_relaxed);
     return true;
@@ -194,7 +213,7 @@ bool Queue::Get(void* out, float seconds)
 bool Queue::Get(void* out)
 {
     Guard get(*this, m_getLock);
-    if (m_read.load(std::memory_order_relaxed) == m_write.load(std::memory_order_acquire)) return false;
+    if (Empty()) return false;
     TakeOldest(out);
     m_semaphore.Wait(0);
     m_count.fetch_sub(1, std::memory_order_relaxed);
@@ -226,8 +245,7 @@ void Queue::Clear(bool unblock, bool reset)
             ClearItem(Slot(read));
             read = read + 1 == m_slots ? 0 : read + 1;
         }
-        m_read.store(0, std::memory_order_relaxed);
-        m_write.store(0, std::memory_order_relaxed);
+        SetIndices(0, 0);
         m_count.store(0, std::memory_order_relaxed);
         // The cleared items' counts go too, so that a later Get waits instead of waking to nothing. A
         // consumer already woken for one of them finds the ring empty and returns false.

@@ -63,6 +63,8 @@ private:
     void Grow(unsigned held);
     void Shrink();
     void TakeOldest(void* out);
+    void SetIndices(unsigned read, unsigned write);
+    bool Empty();
     class Guard;
 
     // Producers' and consumers' fields lie on cache lines of their own, so that neither side's writes
@@ -76,13 +78,15 @@ private:
     unsigned m_capacity = 0; // what the growth rule and Report see
     unsigned m_slots = 0;    // allocated, at least the capacity
     Semaphore m_semaphore;
+    std::atomic<bool> m_unblocked{false};
     alignas(64) std::atomic<unsigned> m_write{0};
+    unsigned m_readSeen = 0; // the read index as producers last saw it
     mutable Mutex m_addLock;
     alignas(64) std::atomic<unsigned> m_read{0};
+    unsigned m_writeSeen = 0; // the write index as consumers last saw it
     mutable Mutex m_getLock;
     std::atomic<int> m_waiters{0};
     alignas(64) std::atomic<unsigned> m_count{0};
-    std::atomic<bool> m_unblocked{false};
 };
 
 } // namespace dovo
