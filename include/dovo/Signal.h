@@ -2,6 +2,7 @@
 
 #include <dovo/HasSlots.h>
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <vector>
@@ -63,6 +64,9 @@ public:
     /// Calls every connected slot in connection order.
     void Emit(Args... args)
     {
+        // Signals with nobody connected are the common case (a thread's stage signals, emitted per pass):
+        // they cost no lock.
+        if (m_size.load(std::memory_order_acquire) == 0) return;
         this->Lock();
         Emitting emitting(*this);
         const std::size_t count = m_connections.size();
@@ -140,6 +144,7 @@ private:
         HasSlots<Policy>* holder = c->holder;
         this->Lock();
         m_connections.push_back(std::move(c));
+        m_size.store(m_connections.size(), std::memory_order_release);
         this->Unlock();
         holder->ConnectSignal(this);
     }
@@ -161,9 +166,11 @@ private:
     {
         if (m_emitting) return;
         std::erase_if(m_connections, [](const std::unique_ptr<Connection>& c) { return c->holder == nullptr; });
+        m_size.store(m_connections.size(), std::memory_order_release);
     }
 
     std::vector<std::unique_ptr<Connection>> m_connections;
+    std::atomic<std::size_t> m_size{0}; // m_connections.size(), readable without the lock
     int m_emitting = 0;
 };
 
