@@ -39,7 +39,11 @@
 #include <dovo/DynamicBuffer.h>
 #include <dovo/DynamicBufferStream.h>
 #include <dovo/InStream.h>
+#include <dovo/NamedPipe.h>
+#include <dovo/NamedPipeServer.h>
+#include <dovo/NamedPipeServerThread.h>
 #include <dovo/OutStream.h>
+#include <dovo/Pipe.h>
 #include <dovo/RAMBlock.h>
 #include <dovo/SetExceptionLevel.h>
 #include <dovo/Stream.h>
