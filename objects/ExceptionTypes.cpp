@@ -70,13 +70,26 @@ String FileException::DisplayAsHtml() const
     return HtmlHead(Module()) + "<tr><td colspan=2><tt>" + m_file.Text() + "</tt></td></tr>\r\n" + HtmlRows();
 }
 
+SocketException::SocketException(const IPPeer& peer, const String& module, const String& method, int error,
+                                 const String& message, signed char level, int osError)
+    : Exception(module, method, error, message, osError, String(), level), m_peer(peer),
+      m_peerText(m_peer.PeerAsString())
+{
+}
+
 SocketException::SocketException(const String& peer, const String& module, const String& method, int error,
                                  const String& message, signed char level, int osError)
-    : Exception(module, method, error, message, osError, String(), level), m_peer(peer)
+    : Exception(module, method, error, message, osError, String(), level), m_peerText(peer)
 {
 }
 
 SocketException::~SocketException() = default;
+
+void SocketException::Throw(const IPPeer& peer, const String& module, const String& method, int error,
+                            const String& message, signed char level, int osError)
+{
+    LogAndThrow(new SocketException(peer, module, method, error, message, level, osError));
+}
 
 void SocketException::Throw(const String& peer, const String& module, const String& method, int error,
                             const String& message, signed char level, int osError)
@@ -91,12 +104,12 @@ String SocketException::DisplayAsString() const
 {
     String text = Exception::DisplayAsString();
     text.Erase(static_cast<std::size_t>(text.Length() - 1)); // the final line feed comes after the peer
-    return text + "\n\tConnected to: " + m_peer + "\n";
+    return text + "\n\tConnected to: " + m_peerText + "\n";
 }
 
 String SocketException::DisplayAsHtml() const
 {
-    return HtmlHead(Module()) + "<tr><td colspan=2>Connected to <b>" + m_peer + "</b></td></tr>\r\n" + HtmlRows();
+    return HtmlHead(Module()) + "<tr><td colspan=2>Connected to <b>" + m_peerText + "</b></td></tr>\r\n" + HtmlRows();
 }
 
 #define DOVO_PLAIN_EXCEPTION(Name, Params, Args, BaseArgs)                                                             \

@@ -1,5 +1,6 @@
 // InStream: buffered reading, scanning over byte sets and lines, the binary value form and records.
 
+#include <dovo/IPPeer.h>
 #include <dovo/InStream.h>
 
 #include <dovo/Log.h>
@@ -460,6 +461,30 @@ int InStream::Get(UID& id)
     if (got == 16) id.Assign(bytes);
     else id.Reset();
     return got;
+}
+
+int InStream::Get(IPPeer& peer)
+{
+    unsigned char valid = 0;
+    Get(valid);
+    if (!valid) {
+        peer.Reset();
+        return 1;
+    }
+    String name;
+    unsigned char address[4] = {};
+    unsigned char resolved = 0;
+    unsigned short port = 0;
+    int n = 1 + Get(name);
+    n += Read(address, 4);
+    n += Get(resolved);
+    n += Get(port);
+    peer.Reset();
+    peer.m_name = name;
+    std::memcpy(&peer.m_address, address, 4);
+    peer.m_resolved = resolved != 0;
+    peer.SetPort(port, true); // and valid
+    return n;
 }
 
 int InStream::Get(Time& time)

@@ -1,5 +1,6 @@
 // OutStream: buffered writing, the binary value form, text lines and framed records.
 
+#include <dovo/IPPeer.h>
 #include <dovo/OutStream.h>
 
 #include <dovo/Path.h>
@@ -146,6 +147,18 @@ int OutStream::Put(const RAMBlock& block)
     Put(length);
     if (length <= 0) return 8;
     return Write(block.Data(), static_cast<int>(length)) + 8;
+}
+
+int OutStream::Put(const IPPeer& peer)
+{
+    if (!peer.IsValidAddress()) return Put(static_cast<unsigned char>(0));
+    int n = Put(static_cast<unsigned char>(1));
+    n += Put(peer.m_name);
+    unsigned char address[4];
+    std::memcpy(address, &peer.m_address, 4);
+    n += Write(address, 4);
+    n += Put(static_cast<unsigned char>(peer.m_resolved ? 1 : 0));
+    return n + Put(peer.Port(true));
 }
 
 int OutStream::Put(const char* text, eolType eol)

@@ -54,6 +54,14 @@
 #include <dovo/OutFile.h>
 #include <dovo/Path.h>
 
+#include <dovo/IPAddress.h>
+#include <dovo/IPPeer.h>
+#include <dovo/Socket.h>
+#include <dovo/TCPSocket.h>
+#include <dovo/TCPSocketServer.h>
+#include <dovo/UDPSocket.h>
+#include <dovo/UDPSocketListener.h>
+
 #include <dovo/Platform.h>
 
 #include <dovo/Log.h>

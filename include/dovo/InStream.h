@@ -10,6 +10,7 @@
 
 namespace dovo {
 
+class IPPeer;
 class Path;
 class RAMBlock;
 class Time;
@@ -117,6 +118,9 @@ public:
     /// An 8-byte length and the bytes, into memory the block owns. A block longer than 1 MiB grows with
     /// the bytes that arrive, and one cut short by the end of the data is as long as what arrived.
     int Get(RAMBlock& block);
+    /// A flag byte (0: the peer is emptied), then the host name, the 4 address bytes, the resolved
+    /// flag and the port.
+    int Get(IPPeer& peer);
 
     /// Sets the adjustment for times read (null for none); returns the previous one.
     Time* AdjustTime(Time* adjustment);

@@ -9,6 +9,7 @@
 
 namespace dovo {
 
+class IPPeer;
 class Path;
 class RAMBlock;
 
@@ -79,6 +80,9 @@ public:
     }
     /// An 8-byte length (the block's Position()) and that many bytes from its start.
     int Put(const RAMBlock& block);
+    /// 1 and the host name, the 4 address bytes in network order, the resolved flag and the port
+    /// (little-endian); a single 0 for a peer that holds no address.
+    int Put(const IPPeer& peer);
     /// Text with each byte 10 written as the line end eol; a null text writes nothing.
     int Put(const char* text, eolType eol);
     /// 13 10, or 10 alone for eolLF, through Put.

@@ -1,13 +1,12 @@
 #pragma once
 
 #include <dovo/Exception.h>
+#include <dovo/IPPeer.h>
 
 namespace dovo {
 
 /// The exception of sockets: shows the peer it was connected to, and takes the OS error from the
 /// socket layer.
-///
-/// The peer is held as its display text ("host:port"), the form the end-point type gives it.
 class DOVO_API SocketException : public Exception
 {
 public:
@@ -15,21 +14,31 @@ public:
     SocketException& operator=(const SocketException&) = default;
     ~SocketException() override;
 
-    /// The peer as "host:port" ("Invalid Peer" for none).
-    const String& Peer() const { return m_peer; }
+    /// The peer (invalid when the exception was given only its text).
+    const IPPeer& Peer() const { return m_peer; }
+    /// The peer as shown: "host:port", or "Invalid Peer".
+    const String& PeerText() const { return m_peerText; }
     void GetOSError() override;
+    /// The base's text and a line "\n\tConnected to: " with the peer.
     String DisplayAsString() const override;
+    /// The base's table with a row "Connected to" and the peer.
     String DisplayAsHtml() const override;
 
+    [[noreturn]] static void Throw(const IPPeer& peer, const String& module, const String& method, int error,
+                                   const String& message, signed char level, int osError);
+    /// With the peer's text alone.
     [[noreturn]] static void Throw(const String& peer, const String& module, const String& method, int error,
                                    const String& message, signed char level, int osError);
 
 protected:
+    SocketException(const IPPeer& peer, const String& module, const String& method, int error, const String& message,
+                    signed char level, int osError);
     SocketException(const String& peer, const String& module, const String& method, int error, const String& message,
                     signed char level, int osError);
 
 private:
-    String m_peer;
+    IPPeer m_peer;
+    String m_peerText;
 };
 
 } // namespace dovo

@@ -1,0 +1,208 @@
+// Sockets and name resolution on POSIX: BSD sockets, every call retried on EINTR, descriptors
+// close-on-exec, sends that never raise SIGPIPE.
+
+#include "net/NativeSocket.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace dovo::sockets {
+
+namespace {
+
+int Fd(Handle socket) { return static_cast<int>(socket); }
+
+sockaddr_in Native(std::uint32_t address, std::uint16_t port)
+{
+    sockaddr_in in{};
+    in.sin_family = AF_INET;
+    in.sin_port = port;
+    in.sin_addr.s_addr = address;
+    return in;
+}
+
+template <typename Call>
+auto Retried(Call call)
+{
+    for (;;) {
+        const auto result = call();
+        if (result >= 0 || errno != EINTR) return result;
+    }
+}
+
+} // namespace
+
+int LastError() { return errno; }
+
+bool Startup(int& error, unsigned short& version)
+{
+    error = 0;
+    version = 2;
+    return true;
+}
+
+void Cleanup() {}
+
+Handle Open(int type)
+{
+    const int fd = ::socket(AF_INET, (type == 2 ? SOCK_DGRAM : SOCK_STREAM) | SOCK_CLOEXEC, 0);
+    return fd < 0 ? kInvalid : static_cast<Handle>(fd);
+}
+
+bool SetOption(Handle socket, Option option, int value)
+{
+    const int name = option == Option::ReuseAddress ? SO_REUSEADDR : SO_BROADCAST;
+    return ::setsockopt(Fd(socket), SOL_SOCKET, name, &value, sizeof value) == 0;
+}
+
+bool SetLinger(Handle socket, int seconds)
+{
+    const linger value{1, seconds};
+    return ::setsockopt(Fd(socket), SOL_SOCKET, SO_LINGER, &value, sizeof value) == 0;
+}
+
+bool Shutdown(Handle socket) { return ::shutdown(Fd(socket), SHUT_RDWR) == 0; }
+
+void Close(Handle socket)
+{
+    // close() alone leaves a call blocked on the descriptor in another thread blocked; a shutdown
+    // wakes it (a receive returns 0, an accept fails). Sent data still goes out first, as on close.
+    const int saved = errno;
+    ::shutdown(Fd(socket), SHUT_RDWR);
+    ::close(Fd(socket));
+    errno = saved;
+}
+
+bool Connect(Handle socket, std::uint32_t address, std::uint16_t port)
+{
+    const sockaddr_in to = Native(address, port);
+    if (::connect(Fd(socket), reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0) return true;
+    if (errno != EINTR) return false;
+    // An interrupted connect goes on by itself: wait for its end and take its result.
+    pollfd wait{Fd(socket), POLLOUT, 0};
+    if (Retried([&] { return ::poll(&wait, 1, -1); }) < 0) return false;
+    int error = 0;
+    socklen_t length = sizeof error;
+    if (::getsockopt(Fd(socket), SOL_SOCKET, SO_ERROR, &error, &length) != 0) return false;
+    errno = error;
+    return error == 0;
+}
+
+bool Bind(Handle socket, std::uint32_t address, std::uint16_t port)
+{
+    const sockaddr_in at = Native(address, port);
+    return ::bind(Fd(socket), reinterpret_cast<const sockaddr*>(&at), sizeof at) == 0;
+}
+
+bool Listen(Handle socket, int backlog) { return ::listen(Fd(socket), backlog) == 0; }
+
+Handle Accept(Handle server, int& family, std::uint32_t& address, std::uint16_t& port)
+{
+    sockaddr_storage from{};
+    socklen_t length = sizeof from;
+    const int fd = Retried([&] {
+        length = sizeof from;
+        return ::accept4(Fd(server), reinterpret_cast<sockaddr*>(&from), &length, SOCK_CLOEXEC);
+    });
+    if (fd < 0) return kInvalid;
+    family = from.ss_family;
+    if (family == AF_INET) FromNative(reinterpret_cast<const sockaddr&>(from), address, port);
+    return static_cast<Handle>(fd);
+}
+
+int Receive(Handle socket, unsigned char* data, int size, bool peek)
+{
+    return static_cast<int>(
+        Retried([&] { return ::recv(Fd(socket), data, static_cast<std::size_t>(size), peek ? MSG_PEEK : 0); }));
+}
+
+int Send(Handle socket, const unsigned char* data, int size)
+{
+    return static_cast<int>(
+        Retried([&] { return ::send(Fd(socket), data, static_cast<std::size_t>(size), MSG_NOSIGNAL); }));
+}
+
+int SendTo(Handle socket, const unsigned char* data, int size, std::uint32_t address, std::uint16_t port)
+{
+    const sockaddr_in to = Native(address, port);
+    return static_cast<int>(Retried([&] {
+        return ::sendto(Fd(socket), data, static_cast<std::size_t>(size), MSG_NOSIGNAL,
+                        reinterpret_cast<const sockaddr*>(&to), sizeof to);
+    }));
+}
+
+int ReceiveFrom(Handle socket, unsigned char* data, int size, bool peek, std::uint32_t& address, std::uint16_t& port)
+{
+    sockaddr_storage from{};
+    socklen_t length = sizeof from;
+    const auto n = Retried([&] {
+        length = sizeof from;
+        return ::recvfrom(Fd(socket), data, static_cast<std::size_t>(size), peek ? MSG_PEEK : 0,
+                          reinterpret_cast<sockaddr*>(&from), &length);
+    });
+    if (n >= 0) FromNative(reinterpret_cast<const sockaddr&>(from), address, port);
+    return static_cast<int>(n);
+}
+
+bool LocalName(Handle socket, std::uint32_t& address, std::uint16_t& port)
+{
+    sockaddr_storage at{};
+    socklen_t length = sizeof at;
+    if (::getsockname(Fd(socket), reinterpret_cast<sockaddr*>(&at), &length) != 0) return false;
+    return FromNative(reinterpret_cast<const sockaddr&>(at), address, port);
+}
+
+void ToNative(std::uint32_t address, std::uint16_t port, sockaddr* out)
+{
+    const sockaddr_in in = Native(address, port);
+    std::memcpy(out, &in, sizeof in);
+}
+
+bool FromNative(const sockaddr& in, std::uint32_t& address, std::uint16_t& port)
+{
+    if (in.sa_family != AF_INET) return false;
+    sockaddr_in v4;
+    std::memcpy(&v4, &in, sizeof v4);
+    address = v4.sin_addr.s_addr;
+    port = v4.sin_port;
+    return true;
+}
+
+bool LookupName(const String& name, std::uint32_t& address, int& error)
+{
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    addrinfo* found = nullptr;
+    error = ::getaddrinfo(name.c_str(), nullptr, &hints, &found);
+    if (error == EAI_SYSTEM) error = errno;
+    if (error != 0) return false;
+    bool ok = false;
+    std::uint16_t port = 0;
+    for (const addrinfo* a = found; a && !ok; a = a->ai_next)
+        if (a->ai_addr) ok = FromNative(*a->ai_addr, address, port);
+    ::freeaddrinfo(found);
+    return ok;
+}
+
+bool LookupAddress(std::uint32_t address, String& name, int& error)
+{
+    const sockaddr_in in = Native(address, 0);
+    char host[NI_MAXHOST];
+    error =
+        ::getnameinfo(reinterpret_cast<const sockaddr*>(&in), sizeof in, host, sizeof host, nullptr, 0, NI_NAMEREQD);
+    if (error == EAI_SYSTEM) error = errno;
+    if (error != 0) return false;
+    name = host;
+    return true;
+}
+
+// The resolver's errors are negative on this system (EAI_...), the socket layer's positive.
+String ErrorText(int error) { return error < 0 ? String(::gai_strerror(error)) : String(std::strerror(error)); }
+
+} // namespace dovo::sockets
