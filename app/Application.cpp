@@ -8,6 +8,7 @@
 #include <dovo/Log.h>
 #include <dovo/Platform.h>
 
+#include "app/ControlChannel.h"
 #include "app/Lifecycle.h"
 
 #include <atomic>
@@ -72,9 +73,52 @@ String Application::GetMachineName()
 
 const CommandLine& Application::GetCommandLine() { return ProcessCommandLine(); }
 
+namespace {
+bool Request(const Path& pipe, const char* word, const char* logged, String* failure = nullptr)
+{
+    LogInfo(logged + pipe.Text());
+    return control::Send(pipe, word, failure);
+}
+const char* const kShutdownLine = "Sending shutdown request to: ";
+const char* const kLogDumpLine = "Sending log dump reqeust to: ";
+} // namespace
+
+bool Application::SendShutdownRequest(Path pipe) { return Request(pipe, "STOP", kShutdownLine); }
+
+bool Application::SendLogDumpRequest(Path pipe) { return Request(pipe, "DUMP", kLogDumpLine); }
+
+// A run that only sends a request to another process: the send is all it does, so the run loop never
+// starts and nothing more goes to the start-up log file.
+bool Application::SendRequest(const CommandLine& commandLine)
+{
+    bool sent = false;
+    String failure;
+    if (commandLine.GetArgumentCount("SendShutdown") > 0) {
+        sent = Request(Path(commandLine.GetArgument("SendShutdown", 0, String())), "STOP", kShutdownLine, &failure);
+    } else if (commandLine.GetArgumentCount("SendLogDump") > 0) {
+        sent = Request(Path(commandLine.GetArgument("SendLogDump", 0, String())), "DUMP", kLogDumpLine, &failure);
+    } else if (commandLine.GetArgumentCount("SendToProc") > 0) {
+        const Path pipe(commandLine.GetArgument("SendToProc", 0, String()));
+        String message;
+        for (int i = 1; i < commandLine.GetArgumentCount("SendToProc"); ++i)
+            message += (i > 1 ? " " : "") + commandLine.GetArgument("SendToProc", i, String());
+        LogSystem("Sending request to: " + pipe.Text() + "\n\t" + message);
+        sent = control::Send(pipe, message, &failure);
+    } else {
+        return false;
+    }
+    // The log of a run that only sends stays in its start-up log file: the user is told here.
+    if (!sent) std::fprintf(stderr, "%s\n", failure.c_str());
+    m_returnCode = sent ? 0 : 1;
+    Signal(0);
+    if (Log::s_GlobalLog) Log::s_GlobalLog->SetFile(Path(), Log::s_GlobalLog->FileLevel());
+    return true;
+}
+
 bool Application::Startup(CommandLine& commandLine)
 {
     try {
+        if (SendRequest(commandLine)) return m_returnCode == 0;
         ProcessCommandLine() = commandLine;
         File::Startup(Path(commandLine.GetArgument(nullptr, -1, String("DovoApp"))));
         m_appName = File::ApplicationName();
@@ -90,6 +134,12 @@ bool Application::Startup(CommandLine& commandLine)
         Log::SetLogFolder(m_logDir);
         // Each run starts a new log file; the previous run's is kept as "<name>_old.log".
         log.SetFile(m_logDir / Path(m_appName + ".log"), fileLevel, /*append=*/false);
+
+        if (commandLine.HasSwitch("ListenForShutdown"))
+            control::Listen(*this, Path(commandLine.GetArgument("ListenForShutdown", 0, String())));
+        control::Listen(*this, Path(SFormat("%u", Platform::ProcessId())));
+        if (commandLine.HasSwitch("ReportStatistics"))
+            control::ReportEvery(*this, control::StatisticsInterval(commandLine));
 
         if (commandLine.HasSwitch("SetProcAffinity"))
             Platform::SetEnvironment("VARNEL_PROC_AFFINITY", commandLine.GetAllArguments("SetProcAffinity"), false);
@@ -124,6 +174,7 @@ void Application::Cleanup()
 {
     m_finished.Signal();
     LogSystem(m_appName + " Shut down");
+    control::StopAll();
     Log::LogCleanup();
 }
 

@@ -45,6 +45,12 @@ public:
     /// Writes the application's part of a statistics report.
     virtual void OnStatistics(FILE* out);
 
+    /// Asks the program listening on pipe (by default a process ID) to stop; true when the request was
+    /// sent.
+    static bool SendShutdownRequest(Path pipe);
+    /// Asks the program listening on pipe to dump its logs; true when the request was sent.
+    static bool SendLogDumpRequest(Path pipe);
+
     /// Writes a statistics report (the application's and the logs') appended to file, "Statistics.log"
     /// in the log folder when empty, and returns the file used.
     Path ReportStatistics(const Path& file);
@@ -67,6 +73,8 @@ public:
 private:
     Application(const Application&) = delete;
     Application& operator=(const Application&) = delete;
+    /// Acts on SendShutdown, SendLogDump or SendToProc (the first present); false when none is.
+    bool SendRequest(const CommandLine& commandLine);
 
     String m_appName;
     Path m_logDir;

@@ -1,5 +1,8 @@
 #include "tests/support/TestSupport.h"
 
+#include <chrono>
+#include <thread>
+
 namespace fs = std::filesystem;
 
 TEST_F(HelperRun, TheLogFolderComesFromTheCommandLineOrTheEnvironment)
@@ -72,4 +75,100 @@ TEST_F(HelperRun, TheStartupLogTakesTheFirstLinesThenTheLogFileTheRest)
     for (const char* text :
          {", Analyzed ", "\nCPU Usage: ", " ms total CPU time (", "\nAverage: ", "Logs Total Usage: "})
         EXPECT_TRUE(Has(report, text)) << text;
+}
+
+namespace {
+
+// Lines reach a running program's log file through its logging thread: wait until they are there.
+bool WaitForText(const fs::path& file, const std::string& text, int times = 1)
+{
+    for (int i = 0; i < 3000; ++i) {
+        const std::string now = Read(file);
+        size_t found = 0;
+        for (size_t at = now.find(text); at != std::string::npos; at = now.find(text, at + 1)) ++found;
+        if (found >= static_cast<size_t>(times)) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+std::vector<fs::path> FilesEndingIn(const fs::path& folder, const std::string& end)
+{
+    std::vector<fs::path> found;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (name.size() >= end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0)
+            found.push_back(entry.path());
+    }
+    return found;
+}
+
+} // namespace
+
+TEST_F(HelperRun, AnotherRunControlsARunningProgramThroughItsListeners)
+{
+    Child app = Run("interrupt", {"-ListenForShutdown", "night/shift", "-ReportStatistics", "0.1"});
+    ASSERT_TRUE(app.WaitForLine("running")) << app.Errors();
+    const fs::path log = m_dir / "app_helper.log";
+    // The report made at start and at least one made later.
+    EXPECT_TRUE(WaitForText(log, "Reported: ", 2)) << Read(log);
+    EXPECT_TRUE(Has(Read(log), "Statistics will be reported every 0.1 seconds"));
+    EXPECT_EQ(FilesEndingIn(m_dir, "_Startup.log").size(), 1u);
+
+    const std::string pid = std::to_string(app.Pid());
+    const struct
+    {
+        Strings words;
+        std::string logged;
+    } rows[] = {
+        {{"-SendToProc", pid, "REPORT"}, "Received request to report statistics"},
+        {{"-SendToProc", pid, "FLY", "AWAY"}, "Unknown shutdown pipe command: FLY AWAY"},
+        {{"-SendLogDump", pid}, "Received log dump reqeust on listening port " + pid},
+        {{"-SendToProc", "night/shift", "IPFLUSH"}, "Received request to dump the IP address name cache"},
+    };
+    for (const auto& row : rows) {
+        Child sender = Run("execute-false", row.words);
+        EXPECT_EQ(sender.Wait(), 0) << row.logged << sender.Errors();
+        EXPECT_FALSE(Has(sender.Output(), "execute 1")) << "a sending run never runs its loop";
+        EXPECT_TRUE(WaitForText(log, row.logged)) << row.logged;
+    }
+    EXPECT_TRUE(fs::exists(m_dir / "Statistics.log"));
+    EXPECT_TRUE(fs::exists(m_dir / "app_helper_GlobalLog_Dump.log"));
+
+    Child stop = Run("execute-false", {"-SendShutdown", "night/shift"});
+    EXPECT_EQ(stop.Wait(), 0);
+    EXPECT_EQ(app.Wait(), 0) << app.Errors();
+    const std::string text = Read(log);
+    EXPECT_TRUE(Has(text, "Received Shutdown request on listening port night/shift"));
+    EXPECT_TRUE(Has(text, "Statistics stopped"));
+
+    // Nobody listens any more: the request fails at once.
+    Child late = Run("execute-false", {"-SendShutdown", pid});
+    EXPECT_EQ(late.Wait(), 1);
+    EXPECT_TRUE(Has(late.Output() + late.Errors(), "Named pipe not available: ")) << late.Output();
+}
+
+TEST_F(HelperRun, TheStatisticsSwitchTakesPositiveNumbersOnly)
+{
+    const struct
+    {
+        Strings words;
+        const char* every;
+    } rows[] = {
+        {{"-ReportStatistics"}, "900"},        {{"-ReportStatistics", "0"}, "30"},
+        {{"-ReportStatistics", "soon"}, "30"}, {{"-ReportStatistics", "-5"}, "30"},
+        {{"-ReportStatistics", "2.5"}, "2.5"},
+    };
+    for (const auto& row : rows) {
+        Child child = Run("execute-false", row.words);
+        ASSERT_EQ(child.Wait(), 0);
+        const std::string text = Log();
+        EXPECT_TRUE(Has(text, std::string("Statistics will be reported every ") + row.every + " seconds")) << text;
+        EXPECT_TRUE(Has(text, "Statistics stopped"));
+        ASSERT_EQ(FilesEndingIn(m_dir, "_Startup.log").size(), 1u);
+        for (const fs::path& report : FilesEndingIn(m_dir, "_Startup.log")) {
+            EXPECT_EQ(Read(report).rfind("app_helper: Started ", 0), 0u);
+            fs::remove(report);
+        }
+    }
 }
