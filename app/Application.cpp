@@ -7,6 +7,7 @@
 #include <dovo/LibStatic.h>
 #include <dovo/Log.h>
 #include <dovo/Platform.h>
+#include <dovo/Socket.h>
 
 #include "app/ControlChannel.h"
 #include "app/Lifecycle.h"
@@ -42,11 +43,18 @@ Application::Application(LogLevel displayLevel, LogLevel fileLevel)
 {
     g_application = this;
     Log::LogStartup(displayLevel, fileLevel);
+    try {
+        Socket::SocketStartup();
+    } catch (Exception* e) {
+        // (logged as it was thrown) The program runs on; its sockets will fail with the system's reason.
+        std::unique_ptr<Exception> owned(e);
+    }
     Log::s_GlobalLog->SetFile(Path(SFormat("Startup-%04x.log", Platform::ProcessId())), fileLevel);
 }
 
 Application::~Application()
 {
+    Socket::SocketCleanup();
     Application* self = this;
     g_application.compare_exchange_strong(self, nullptr);
 }

@@ -5,6 +5,7 @@
 #include <dovo/Exception.h>
 #include <dovo/FastMutex.h>
 #include <dovo/HasSlots.h>
+#include <dovo/IPAddress.h>
 #include <dovo/Log.h>
 #include <dovo/NamedPipe.h>
 #include <dovo/NamedPipeServerThread.h>
@@ -41,6 +42,7 @@ protected:
             Log::DumpAll("<h1>" + m_application.AppName() + " log dump on request</h1>", Excessive);
         } else if (message == "IPFLUSH") {
             LogInfo("Received request to dump the IP address name cache");
+            _RFlushNameCache();
         } else if (message == "REPORT") {
             LogInfo("Received request to report statistics");
             m_application.ReportStatistics(Path());
