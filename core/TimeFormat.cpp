@@ -113,17 +113,23 @@ bool Conversion(Output& out, char letter, char pad, const Context& c)
     auto number = [&](std::int64_t v, int width, char defaultPad) {
         out.Number(v, width, pad == 1 ? defaultPad : pad);
     };
+    // Names and composite forms are those of the "C" locale, written here rather than by the runtime:
+    // the runtimes differ (%c, and years before 1900, which some refuse).
+    static const char* const kDays[] = {"Sunday", "Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday"};
+    static const char* const kMonths[] = {"January", "February", "March",     "April",   "May",      "June",
+                                          "July",    "August",   "September", "October", "November", "December"};
+    auto name = [&](const char* full, bool abbreviated) { out.Write(full, abbreviated ? 3 : std::strlen(full)); };
     switch (letter) {
     case 'a':
-    case 'A':
+    case 'A': name(kDays[f.weekday], letter == 'a'); return true;
     case 'b':
-    case 'B':
     case 'h':
-    case 'c':
-    case 'x':
-    case 'X':
-    case 'p':
-    case 'r':
+    case 'B': name(kMonths[f.month - 1], letter != 'B'); return true;
+    case 'p': out.Write(f.hour < 12 ? "AM" : "PM", 2); return true;
+    case 'c': Convert(out, "%a %b %e %H:%M:%S %Y", c); return true;
+    case 'x': Convert(out, "%m/%d/%y", c); return true;
+    case 'X': Convert(out, "%H:%M:%S", c); return true;
+    case 'r': Convert(out, "%I:%M:%S %p", c); return true;
     case 'Z': RuntimeConversion(out, letter, f); return true;
     case 'C': number(calendar::FloorDiv(f.year, 100), 1, '0'); return true;
     case 'd': number(f.day, 2, '0'); return true;
