@@ -3,7 +3,11 @@
 //
 //   farmhand -Frames 40 -LogFolder /tmp/farmhand -LogFileLevel 6
 //
-// and read farmhand.log in the log folder afterwards.
+// and read farmhand.log in the log folder afterwards. From another shell, while it runs:
+//
+//   farmhand -SendToProc <its process ID> REPORT    (a statistics report in the log folder)
+//   farmhand -SendLogDump <its process ID>          (its logs dumped beside their files)
+//   farmhand -SendShutdown <its process ID>         (it stops as if interrupted)
 
 #include <dovo/Application.h>
 #include <dovo/Log.h>
@@ -61,7 +65,7 @@ public:
 
     void Cleanup() override
     {
-        std::printf("\n");
+        if (m_renderer.Done() > 0) std::printf("\n"); // ends the progress line
         m_renderer.Signal(0);
         m_renderer.WaitFor();
         LogStatus(SFormat("%d frames rendered", m_renderer.Done()));
