@@ -8,6 +8,7 @@
 #include <dovo/Export.h>
 #include <dovo/String.h>
 
+#include <atomic>
 #include <bit>
 #include <cstdint>
 
@@ -47,8 +48,11 @@ bool SetOption(Handle socket, Option option, int value);
 bool SetLinger(Handle socket, int seconds);
 /// Shuts both directions down.
 bool Shutdown(Handle socket);
-/// Closes the socket, waking any call that blocks on it in another thread.
-void Close(Handle socket);
+/// Closes the socket, waking any call that blocks on it in another thread. busy counts the calls that
+/// still use the handle: POSIX shuts the socket down (which wakes them), waits until they have left and
+/// then closes, so that none meets a closed or reused descriptor; Windows closes at once, which is what
+/// wakes its blocked calls.
+void Close(Handle socket, const std::atomic<int>& busy);
 
 bool Connect(Handle socket, std::uint32_t address, std::uint16_t port);
 bool Bind(Handle socket, std::uint32_t address, std::uint16_t port);

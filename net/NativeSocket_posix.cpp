@@ -10,6 +10,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
 
 namespace dovo::sockets {
@@ -69,12 +70,15 @@ bool SetLinger(Handle socket, int seconds)
 
 bool Shutdown(Handle socket) { return ::shutdown(Fd(socket), SHUT_RDWR) == 0; }
 
-void Close(Handle socket)
+void Close(Handle socket, const std::atomic<int>& busy)
 {
     // close() alone leaves a call blocked on the descriptor in another thread blocked; a shutdown
-    // wakes it (a receive returns 0, an accept fails). Sent data still goes out first, as on close.
+    // wakes it (a receive returns 0, an accept or a send fails, a poll reports the hang-up) and every
+    // later call returns at once, so the wait for the callers to leave is short. Sent data still goes
+    // out first, as on close.
     const int saved = errno;
     ::shutdown(Fd(socket), SHUT_RDWR);
+    while (busy.load() > 0) std::this_thread::yield();
     ::close(Fd(socket));
     errno = saved;
 }

@@ -75,7 +75,7 @@ bool SetLinger(Handle socket, int seconds)
 
 bool Shutdown(Handle socket) { return ::shutdown(S(socket), SD_BOTH) == 0; }
 
-void Close(Handle socket)
+void Close(Handle socket, const std::atomic<int>& busy)
 {
     const int saved = WSAGetLastError();
     ::closesocket(S(socket));

@@ -72,8 +72,12 @@ void Socket::BeginUsing()
         m_peer.SetPort(port, false);
     }
     Create();
-    if (!sockets::Connect(Handle(), m_peer.Address(false), m_peer.Port(false))) {
-        const int error = sockets::LastError();
+    int error = 0;
+    {
+        Call call(*this);
+        if (!sockets::Connect(call.handle, m_peer.Address(false), m_peer.Port(false))) error = sockets::LastError();
+    }
+    if (error) {
         Abort();
         RaiseException("BeginUsing", ErrorConnect, "connect failed", error);
     }
@@ -81,26 +85,32 @@ void Socket::BeginUsing()
 
 void Socket::CeaseUsing()
 {
-    const sockets::Handle handle = Handle();
-    if (handle == sockets::kInvalid) return;
-    sockets::Shutdown(handle);
+    {
+        Call call(*this);
+        if (call.handle == sockets::kInvalid) return;
+        sockets::Shutdown(call.handle);
+    }
     Abort();
 }
 
 void Socket::Abort()
 {
-    sockets::Handle handle = Handle();
-    if (handle == sockets::kInvalid) return;
-    sockets::SetLinger(handle, 1);
-    handle = m_handle.exchange(sockets::kInvalid, std::memory_order_acq_rel);
-    if (handle != sockets::kInvalid) sockets::Close(handle);
+    {
+        Call call(*this);
+        if (call.handle == sockets::kInvalid) return;
+        sockets::SetLinger(call.handle, 1);
+    }
+    // The exchange lets one of two concurrent Aborts close the handle.
+    const sockets::Handle handle = m_handle.exchange(sockets::kInvalid);
+    if (handle != sockets::kInvalid) sockets::Close(handle, m_calls);
 }
 
 int Socket::Write(const unsigned char* data, int size)
 {
     if (size < 1) return 0;
+    Call call(*this);
     for (int done = 0; done < size;) {
-        const int n = sockets::Send(Handle(), data + done, size - done);
+        const int n = sockets::Send(call.handle, data + done, size - done);
         if (n < 0) RaiseException("Write", ErrorSend, "write failed", sockets::LastError());
         done += n;
     }
@@ -109,11 +119,11 @@ int Socket::Write(const unsigned char* data, int size)
 
 bool Socket::Poll(float timeout) const
 {
-    const sockets::Handle handle = Handle();
-    if (handle == sockets::kInvalid)
+    Call call(*this);
+    if (call.handle == sockets::kInvalid)
         RaiseException("Poll", ErrorInvalidSocket, "Socket must be open to poll from it", 0);
     FDSet set;
-    set.Add(handle);
+    set.Add(call.handle);
     return Stream::Transport::Poll(set, timeout, true, false, false);
 }
 
@@ -126,7 +136,11 @@ bool Socket::Accept(Stream::Transport* server)
     int family = 0;
     std::uint32_t address = 0;
     std::uint16_t port = 0;
-    const sockets::Handle handle = sockets::Accept(from->Handle(), family, address, port);
+    sockets::Handle handle;
+    {
+        Call call(*from);
+        handle = sockets::Accept(call.handle, family, address, port);
+    }
     if (handle == sockets::kInvalid) return false;
     m_handle.store(handle, std::memory_order_release);
     if (family != 2) {
@@ -144,7 +158,8 @@ const IPPeer& Socket::LocalPeer() const
     if (!m_local.IsValidAddress()) {
         std::uint32_t address = 0;
         std::uint16_t port = 0;
-        if (!sockets::LocalName(Handle(), address, port))
+        Call call(*this);
+        if (!sockets::LocalName(call.handle, address, port))
             RaiseException("LocalPeer", ErrorInvalidSocket, "getsockname failed", sockets::LastError());
         m_local.SetAddress(address, false);
         m_local.SetPort(port, false);
@@ -163,7 +178,8 @@ TCPSocket::~TCPSocket() = default;
 int TCPSocket::Read(unsigned char* data, int size)
 {
     if (size < 1) return 0;
-    const int n = sockets::Receive(Handle(), data, size, false);
+    Call call(*this);
+    const int n = sockets::Receive(call.handle, data, size, false);
     if (n < 0) RaiseException("Read", ErrorReceive, "recv failed", sockets::LastError());
     return n;
 }
@@ -189,19 +205,24 @@ void TCPSocketServer::RaiseException(const String& where, int error, const Strin
 void TCPSocketServer::BeginUsing()
 {
     Create();
-    // A socket that cannot listen is closed again, so that a later Serve begins anew.
-    const auto fail = [this](const char* message) {
-        const int error = sockets::LastError();
+    const char* failure = nullptr;
+    int error = 0;
+    {
+        Call call(*this);
+        const std::uint32_t address = m_local.IsValidAddress() ? m_local.Address(false) : 0u;
+        if (!sockets::SetOption(call.handle, sockets::Option::ReuseAddress, 1))
+            failure = "setsockopt to reuse local address failed";
+        else if (!sockets::Bind(call.handle, address, m_local.Port(false))) failure = "bind failed";
+        else if (!sockets::Listen(call.handle, 0x7FFFFFFF)) failure = "listen failed";
+        if (failure) error = sockets::LastError();
+    }
+    if (failure) {
+        // A socket that cannot listen is closed again, so that a later Serve begins anew.
         Abort();
-        RaiseException("BeginUsing", ErrorConnect, message, error);
-    };
-    const sockets::Handle handle = Handle();
-    if (!sockets::SetOption(handle, sockets::Option::ReuseAddress, 1)) fail("setsockopt to reuse local address failed");
-    const std::uint32_t address = m_local.IsValidAddress() ? m_local.Address(false) : 0u;
-    if (!sockets::Bind(handle, address, m_local.Port(false))) fail("bind failed");
+        RaiseException("BeginUsing", ErrorConnect, failure, error);
+    }
     // The port the system chose is read back by LocalPeer.
     if (m_local.Port(false) == 0) m_local.Reset();
-    if (!sockets::Listen(handle, 0x7FFFFFFF)) fail("listen failed");
     LogDebug("TCPSocketServer listening at " + LocalPeer().PeerAsString());
 }
 

@@ -47,7 +47,8 @@ void UDPSocket::RaiseException(const String& where, int error, const String& mes
 void UDPSocket::BeginUsing()
 {
     Create();
-    sockets::SetOption(Handle(), sockets::Option::Broadcast, 1);
+    Call call(*this);
+    sockets::SetOption(call.handle, sockets::Option::Broadcast, 1);
 }
 
 int UDPSocket::SendDatagrams(const char* where, const IPPeer& to, const unsigned char* data, int size)
@@ -55,8 +56,9 @@ int UDPSocket::SendDatagrams(const char* where, const IPPeer& to, const unsigned
     if (size < 1) return 0;
     if (!IsUsable()) BeginUsing();
     const std::uint32_t address = to.Address(false);
+    Call call(*this);
     for (int done = 0; done < size;) {
-        const int n = sockets::SendTo(Handle(), data + done, size - done, address, to.Port(false));
+        const int n = sockets::SendTo(call.handle, data + done, size - done, address, to.Port(false));
         if (n < 0) RaiseException(where, ErrorSend, "sendto failed", sockets::LastError());
         done += n;
     }
@@ -67,7 +69,8 @@ int UDPSocket::ReceiveDatagram(const char* where, unsigned char* data, int size,
 {
     std::uint32_t address = 0;
     std::uint16_t port = 0;
-    const int n = sockets::ReceiveFrom(Handle(), data, size, peek, address, port);
+    Call call(*this);
+    const int n = sockets::ReceiveFrom(call.handle, data, size, peek, address, port);
     if (n < 0) RaiseException(where, ErrorReceive, peek ? "recv failed" : "recvfrom failed", sockets::LastError());
     m_peer.SetAddress(address, false);
     m_peer.SetPort(port, false);
@@ -129,8 +132,12 @@ void UDPSocketListener::BeginUsing()
 {
     Create();
     const std::uint32_t address = m_local.IsValidAddress() ? m_local.Address(false) : 0u;
-    if (!sockets::Bind(Handle(), address, m_local.Port(false))) {
-        const int error = sockets::LastError();
+    int error = 0;
+    {
+        Call call(*this);
+        if (!sockets::Bind(call.handle, address, m_local.Port(false))) error = sockets::LastError();
+    }
+    if (error) {
         Abort();
         RaiseException("BeginUsing", ErrorBind, "bind failed", error);
     }

@@ -70,7 +70,29 @@ public:
 protected:
     std::uintptr_t Handle() const { return m_handle.load(std::memory_order_acquire); }
 
+    /// A system call on the socket's handle for a scope: Abort closes the handle only after every call
+    /// that took it has left, so that no call meets a closed or reused handle.
+    class Call
+    {
+    public:
+        explicit Call(const Socket& socket) : m_calls(socket.m_calls)
+        {
+            m_calls.fetch_add(1);
+            handle = socket.m_handle.load();
+        }
+        ~Call() { m_calls.fetch_sub(1); }
+        Call(const Call&) = delete;
+        Call& operator=(const Call&) = delete;
+
+        std::uintptr_t handle;
+
+    private:
+        std::atomic<int>& m_calls;
+    };
+
     std::atomic<std::uintptr_t> m_handle{InvalidHandle};
+    /// Calls under way on the handle.
+    mutable std::atomic<int> m_calls{0};
     int m_type;
     IPPeer m_peer;
     mutable IPPeer m_local;
