@@ -47,6 +47,7 @@
 #include <dovo/RAMBlock.h>
 #include <dovo/SetExceptionLevel.h>
 #include <dovo/Stream.h>
+#include <dovo/TransportServerThread.h>
 
 #include <dovo/File.h>
 #include <dovo/FileFinder.h>
@@ -57,6 +58,7 @@
 #include <dovo/IPAddress.h>
 #include <dovo/IPPeer.h>
 #include <dovo/Socket.h>
+#include <dovo/TCPServerThread.h>
 #include <dovo/TCPSocket.h>
 #include <dovo/TCPSocketServer.h>
 #include <dovo/UDPSocket.h>

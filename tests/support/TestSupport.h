@@ -26,6 +26,8 @@ std::string OsComputerName();
 std::string OsUserName();
 unsigned OsProcessId();
 int OsLogicalProcessors();
+/// The descriptors (POSIX) or handles (Windows) the process holds open: what a leak makes grow.
+int OsOpenHandles();
 /// Sets the process's file-creation mask and returns the old one (POSIX; nothing on Windows).
 unsigned SetUmask(unsigned mask);
 

@@ -43,6 +43,13 @@ unsigned OsProcessId() { return static_cast<unsigned>(getpid()); }
 
 int OsLogicalProcessors() { return static_cast<int>(std::thread::hardware_concurrency()); }
 
+int OsOpenHandles()
+{
+    int count = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++count;
+    return count;
+}
+
 unsigned SetUmask(unsigned mask) { return umask(static_cast<mode_t>(mask)); }
 
 int HelperRun::Exit(int code) { return code & 0xFF; }

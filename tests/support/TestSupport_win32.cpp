@@ -36,6 +36,12 @@ unsigned OsProcessId() { return GetCurrentProcessId(); }
 
 int OsLogicalProcessors() { return static_cast<int>(GetActiveProcessorCount(ALL_PROCESSOR_GROUPS)); }
 
+int OsOpenHandles()
+{
+    DWORD count = 0;
+    return GetProcessHandleCount(GetCurrentProcess(), &count) ? static_cast<int>(count) : -1;
+}
+
 unsigned SetUmask(unsigned) { return 0; }
 
 int HelperRun::Exit(int code) { return code; }

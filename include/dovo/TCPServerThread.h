@@ -1,0 +1,31 @@
+#pragma once
+
+#include <dovo/Export.h>
+#include <dovo/IPPeer.h>
+#include <dovo/TCPSocketServer.h>
+#include <dovo/TransportServerThread.h>
+
+namespace dovo {
+
+/// A TransportServerThread over a TCPSocketServer of its own: clients arrive in fresh TCPSockets, each
+/// accept waits 0.15 seconds, and the set of clients is locked. Subclasses decide in AcceptConnection
+/// what to do with each client (serve it on a thread or a pool task, typically).
+class DOVO_API TCPServerThread : public TransportServerThread
+{
+public:
+    /// Listens on the port the system chooses (ask Listener().LocalPeer() once started).
+    explicit TCPServerThread(const char* name);
+    TCPServerThread(const char* name, const IPPeer& local);
+    TCPServerThread(const char* name, unsigned short port, bool hostOrder);
+    ~TCPServerThread() override;
+
+    /// A new TCPSocket.
+    Client NewClient() override;
+
+    TCPSocketServer& Listener() { return m_listener; }
+
+protected:
+    TCPSocketServer m_listener;
+};
+
+} // namespace dovo
