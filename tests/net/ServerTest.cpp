@@ -148,7 +148,7 @@ TEST_F(ServerTest, WithoutAServerTransportTheThreadEndsAtStart)
 TEST_F(ServerTest, ManyClientsAtOnceAreAllAnsweredAndShutdownClosesThem)
 {
     const int before = OsOpenHandles();
-    constexpr int kClients = 100, kExchanges = 10, kClientThreads = 8;
+    constexpr int kClients = 1000, kExchanges = 100, kClientThreads = 8;
     {
         EchoServer server;
         server.Start();
