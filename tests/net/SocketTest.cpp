@@ -149,37 +149,42 @@ TEST_F(SocketTest, AbortFromAnotherThreadEndsABlockingCall)
 {
     Connection c;
     ASSERT_TRUE(c.served);
-    // A read that nothing will ever feed, and an accept that no client will ever satisfy.
-    std::atomic<int> read{-2}, accepted{-2};
-    Trigger reading, accepting;
+    UDPSocketListener listener(0, true);
+    listener.BeginUsing();
     TCPSocket spare;
-    std::thread reader([&] {
-        reading.Signal();
-        unsigned char buffer[8];
-        try {
-            read = c.accepted.Read(buffer, 8);
-        } catch (Exception* e) {
-            delete e;
-            read = -1;
-        }
-    });
-    std::thread acceptor([&] {
-        accepting.Signal();
-        try {
-            accepted = spare.Accept(&c.server) ? 1 : 0;
-        } catch (Exception* e) {
-            delete e;
-            accepted = -1;
-        }
-    });
-    ASSERT_TRUE(reading.Wait(10.0f) && accepting.Wait(10.0f));
-    c.accepted.Abort();
-    c.server.Abort();
-    c.accepted.Abort(); // a second Abort finds nothing left to close
-    MustFinish("a read and an accept broken by Abort", [&] { reader.join(), acceptor.join(); });
-    EXPECT_LE(read.load(), 0);     // the end of the data, or a failed receive
-    EXPECT_LE(accepted.load(), 0); // nothing accepted
-    EXPECT_FALSE(c.accepted.IsUsable() || c.server.IsUsable() || spare.IsUsable());
+    unsigned char buffer[8];
+    // Calls that nothing will ever satisfy, each on a thread of its own, and the socket whose Abort ends
+    // it. Each ends with what it returned (0 or less: the end of the data, nothing accepted, no
+    // datagram) or -1 for an exception (the socket was closed under it).
+    const struct
+    {
+        Socket& aborted;
+        std::function<int()> call;
+    } rows[] = {
+        {c.accepted, [&] { return c.accepted.Read(buffer, 8); }},
+        {c.server, [&] { return spare.Accept(&c.server) ? 1 : 0; }},
+        {listener, [&] { return listener.WaitForReply(-1.0f) ? listener.Read(buffer, 8) : 0; }},
+    };
+    for (const auto& row : rows) {
+        std::atomic<int> result{-2};
+        Trigger started;
+        std::thread blocked([&] {
+            started.Signal();
+            try {
+                result = row.call();
+            } catch (Exception* e) {
+                delete e;
+                result = -1;
+            }
+        });
+        ASSERT_TRUE(started.Wait(10.0f));
+        row.aborted.Abort();
+        row.aborted.Abort(); // a second Abort finds nothing left to close
+        MustFinish("a call broken by Abort", [&] { blocked.join(); });
+        EXPECT_LE(result.load(), 0) << row.aborted.TypeAsString().str();
+        EXPECT_FALSE(row.aborted.IsUsable());
+    }
+    EXPECT_FALSE(spare.IsUsable());
 }
 
 TEST_F(SocketTest, FailuresCarryTheirTexts)
