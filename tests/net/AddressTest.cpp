@@ -182,6 +182,18 @@ TEST_F(AddressTest, PeersFromTextAndAsText)
     EXPECT_TRUE(FakeResolver::asked.empty());
 }
 
+TEST(SystemResolver, AnswersForThisMachine)
+{
+    // Names this machine resolves itself, so that no lookup waits on the network.
+    _RFlushNameCache();
+    IPAddress local("localhost");
+    EXPECT_EQ(local.Address(true) >> 24, 127u);
+    IPAddress back(local.Address(), false);
+    EXPECT_FALSE(back.HostName().Empty());
+    // Both answers were remembered.
+    EXPECT_TRUE(IPAddress("localhost").IsResolved());
+}
+
 TEST_F(AddressTest, SocketExceptionShowsThePeer)
 {
     std::unique_ptr<Exception> e;
