@@ -118,6 +118,7 @@ bool NamedPipe::Accept(Stream::Transport* server)
     m_localName = from->m_localName;
     m_handle = from->m_handle; // a duplicate
     from->m_handle.Close();
+    pipes::Waiting(m_handle);
     from->ConnectionEnded();
     LogDebug("Accepted connection on named pipe: " + m_localName);
     return true;

@@ -126,6 +126,8 @@ void* Io(const _AutoHandle& connection)
     return connection.IsValid() ? Pipe::DescriptorHandle(FdOf(connection)) : nullptr;
 }
 
+void Waiting(const _AutoHandle&) {} // (accept gives a socket that waits)
+
 void* Connect(const String& local, bool& available, int& error)
 {
     available = false;

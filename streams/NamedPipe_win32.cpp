@@ -22,6 +22,12 @@ String LocalName(const String& leaf) { return "\\\\.\\pipe\\" + leaf; }
 
 void* Io(const _AutoHandle& connection) { return static_cast<_AutoHandle::HANDLE>(connection); }
 
+void Waiting(const _AutoHandle& connection)
+{
+    DWORD mode = PIPE_READMODE_BYTE | PIPE_WAIT;
+    ::SetNamedPipeHandleState(connection, &mode, nullptr, nullptr);
+}
+
 void* Connect(const String& local, bool& available, int& error)
 {
     available = false;

@@ -32,6 +32,9 @@ Ready Poll(void* handle, float seconds, const char* what, int& error);
 String LocalName(const String& leaf);
 /// The handle of a named pipe's connection as Read, Write and Wait take it.
 void* Io(const _AutoHandle& connection);
+/// Makes an accepted connection wait in reads and writes, as a client's does (a listening instance
+/// does not wait, so that polling it for a client never blocks).
+void Waiting(const _AutoHandle& connection);
 /// Connects to the listener at local without waiting: the connection (for an _AutoHandle), or null
 /// with error set and available false when no listener is there or free.
 void* Connect(const String& local, bool& available, int& error);

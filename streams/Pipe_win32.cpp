@@ -44,8 +44,6 @@ bool Write(void* handle, const unsigned char* data, int size, bool socket, int& 
             error = static_cast<int>(::GetLastError());
             return false;
         }
-        // A non-blocking pipe (a server's connection) takes nothing while its buffer is full.
-        if (put == 0) ::Sleep(1);
         done += static_cast<int>(put);
     }
     return true;

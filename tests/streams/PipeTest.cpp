@@ -108,9 +108,17 @@ TEST(NamedPipe, AcceptTakesTheInstanceAndServeMakesANewOne)
     EXPECT_FALSE(server.Poll(0)); // no client yet
     EXPECT_FALSE(server.IsConnected());
 
+    // A write waits for the reader where the pipe keeps no buffer (Windows): the client talks on a thread.
     NamedPipe client(server.PipeName(), true);
     EXPECT_TRUE(InLog("Waited for named pipe: " + client.LocalName().str()));
-    WriteText(client, "first part");
+    std::string reply;
+    std::thread talker([&] {
+        WriteText(client, "first part");
+        while (reply.size() < 5 && ReadInto(client, reply) > 0) {
+        }
+        WriteText(client, "half"); // and goes half-way through its message
+        client.CeaseUsing();
+    });
     ASSERT_TRUE(PollUntil(server));
     EXPECT_TRUE(server.IsConnected());
 
@@ -122,20 +130,14 @@ TEST(NamedPipe, AcceptTakesTheInstanceAndServeMakesANewOne)
     EXPECT_TRUE(taken.IsUsable());
     EXPECT_EQ(taken.LocalName(), server.LocalName());
 
-    // Both ends talk; the client then goes half-way through its message.
     std::string got;
     while (got.size() < 10) ASSERT_GT(ReadInto(taken, got), 0);
-    EXPECT_EQ(got, "first part");
     WriteText(taken, "reply");
-    std::string reply;
-    while (reply.size() < 5) ASSERT_GT(ReadInto(client, reply), 0);
-    EXPECT_EQ(reply, "reply");
-    WriteText(client, "half");
-    client.CeaseUsing();
-    got.clear();
     while (ReadInto(taken, got) > 0) {
     }
-    EXPECT_EQ(got, "half");
+    talker.join();
+    EXPECT_EQ(reply, "reply");
+    EXPECT_EQ(got, "first parthalf");
     EXPECT_EQ(ReadInto(taken, got), 0); // again: still no exception
     EXPECT_FALSE(taken.Poll(0));
     EXPECT_FALSE(taken.IsUsable());
@@ -147,15 +149,17 @@ TEST(NamedPipe, AcceptTakesTheInstanceAndServeMakesANewOne)
     std::thread sender([&] { Send(server.PipeName(), "second"); });
     bool served = false;
     for (int i = 0; i < 1200 && !served; ++i) served = server.Serve(&next, 0.05f);
-    sender.join();
-    ASSERT_TRUE(served);
-    EXPECT_GT(InLog("NamedPipe server listening on pipe: " + server.LocalName().str()), listening);
     got.clear();
-    while (ReadInto(next, got) > 0) {
+    while (served && ReadInto(next, got) > 0) {
     }
+    sender.join();
+    EXPECT_TRUE(served);
+    EXPECT_GT(InLog("NamedPipe server listening on pipe: " + server.LocalName().str()), listening);
     EXPECT_EQ(got, "second");
 
+    server.BeginUsing();
     server.CeaseUsing();
+    EXPECT_FALSE(server.IsUsable());
     EXPECT_TRUE(InLog("NamedPipe server removed: " + server.LocalName().str()));
     EXPECT_EQ(Thrown([&] { client.BeginUsing(); }).substr(0, 31), "NamedPipe|BeginUsing|0x20000008");
 }
