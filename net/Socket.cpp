@@ -72,12 +72,15 @@ void Socket::BeginUsing()
         m_peer.SetPort(port, false);
     }
     Create();
+    m_local.Reset(); // read anew from the connection
+    bool connected;
     int error = 0;
     {
         Call call(*this);
-        if (!sockets::Connect(call.handle, m_peer.Address(false), m_peer.Port(false))) error = sockets::LastError();
+        connected = sockets::Connect(call.handle, m_peer.Address(false), m_peer.Port(false));
+        if (!connected) error = sockets::LastError();
     }
-    if (error) {
+    if (!connected) {
         Abort();
         RaiseException("BeginUsing", ErrorConnect, "connect failed", error);
     }
@@ -143,6 +146,7 @@ bool Socket::Accept(Stream::Transport* server)
     }
     if (handle == sockets::kInvalid) return false;
     m_handle.store(handle, std::memory_order_release);
+    m_local.Reset(); // read anew from the connection
     if (family != 2) {
         Abort();
         RaiseException("Accept", ErrorNotPossible, "Address family not supported", 0);

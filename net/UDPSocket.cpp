@@ -47,6 +47,7 @@ void UDPSocket::RaiseException(const String& where, int error, const String& mes
 void UDPSocket::BeginUsing()
 {
     Create();
+    m_local.Reset(); // the system binds the socket on its first send
     Call call(*this);
     sockets::SetOption(call.handle, sockets::Option::Broadcast, 1);
 }
@@ -132,12 +133,14 @@ void UDPSocketListener::BeginUsing()
 {
     Create();
     const std::uint32_t address = m_local.IsValidAddress() ? m_local.Address(false) : 0u;
+    bool bound;
     int error = 0;
     {
         Call call(*this);
-        if (!sockets::Bind(call.handle, address, m_local.Port(false))) error = sockets::LastError();
+        bound = sockets::Bind(call.handle, address, m_local.Port(false));
+        if (!bound) error = sockets::LastError();
     }
-    if (error) {
+    if (!bound) {
         Abort();
         RaiseException("BeginUsing", ErrorBind, "bind failed", error);
     }
