@@ -1,5 +1,7 @@
 #include <dovo/Queue.h>
 
+#include "support/Checks.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -18,21 +20,14 @@ constexpr float kGenerous = 10.0f; // seconds: only a hung test ever waits this 
 
 std::string ReportOf(const Queue& q)
 {
-    std::FILE* f = std::tmpfile();
-    q.Report(f);
-    std::rewind(f);
-    char line[256] = {};
-    const size_t n = std::fread(line, 1, sizeof line - 1, f);
-    std::fclose(f);
-    return std::string(line, n);
+    return Captured([&](std::FILE* f) { q.Report(f); });
 }
 
 std::string Report(const char* name, unsigned itemSize, unsigned count, unsigned capacity, unsigned initial)
 {
-    char text[256];
-    std::snprintf(text, sizeof text, "\tQueue '%s' (item size = %u):\t%u Item%s.\tCurrent size = %u (initial = %u)\n",
-                  name, itemSize, count, count == 1 ? "" : "s", capacity, initial);
-    return text;
+    return SFormat("\tQueue '%s' (item size = %u):\t%u Item%s.\tCurrent size = %u (initial = %u)\n", name, itemSize,
+                   count, count == 1 ? "" : "s", capacity, initial)
+        .str();
 }
 
 // Items that point at themselves, as some function objects do: each move must go through CopyItem.

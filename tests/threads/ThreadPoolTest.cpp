@@ -11,15 +11,16 @@
 #include <boost/function.hpp>
 #include <gtest/gtest.h>
 
+#include "support/Checks.h"
 #include "support/LibStaticAccess.h"
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <numeric>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -33,76 +34,27 @@ constexpr float kGenerous = 10.0f; // seconds: only a hung test ever waits this 
 
 unsigned Workers() { return static_cast<unsigned>(std::max(Platform::ProcessorThreads() - 1, 1)); }
 
-std::string Drain(std::FILE* f)
-{
-    std::rewind(f);
-    std::string text;
-    for (int c; (c = std::fgetc(f)) != EOF;) text += static_cast<char>(c);
-    std::fclose(f);
-    return text;
-}
-
-// What the pool writes into a statistics report.
 std::string ReportOf(Executable& program)
 {
-    std::FILE* f = std::tmpfile();
-    program.ReportingStatistics(f);
-    return Drain(f);
+    return Captured([&](std::FILE* f) { program.ReportingStatistics(f); });
 }
 
 int InLog(const std::string& part)
 {
-    std::FILE* f = std::tmpfile();
-    Log::s_GlobalLog->_SaveToFile(f, Excessive, false);
-    const std::string text = Drain(f);
-    int count = 0;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-    return count;
+    return Occurrences(Captured([](std::FILE* f) { Log::s_GlobalLog->_SaveToFile(f, Excessive, false); }), part);
 }
 
-// Each worker's count of tasks processed, in report order; the workers' names and states must read
-// "Pool-000", "Pool-001", ... and state.
+// Each worker's count of tasks processed, in report order; the workers must read "Pool-000", "Pool-001", ... and
+// be in the state.
 std::vector<unsigned long> Counts(const std::string& report, const char* state)
 {
-    std::istringstream lines(report);
-    std::string line;
-    std::getline(lines, line); // the heading
     std::vector<unsigned long> counts;
-    while (std::getline(lines, line) && !line.empty()) {
-        char expected[64];
-        std::snprintf(expected, sizeof expected, "    Pool-%03u %s  ", static_cast<unsigned>(counts.size()), state);
-        EXPECT_EQ(line.rfind(expected, 0), 0u) << line;
-        counts.push_back(std::strtoul(line.c_str() + std::min(line.size(), std::string(expected).size()), nullptr, 10));
+    const std::regex line("    Pool-(\\d+) (\\w+)  (\\d+) Tasks processed\n");
+    for (std::sregex_iterator at(report.begin(), report.end(), line), end; at != end; ++at) {
+        EXPECT_EQ((*at)[1].str() + " " + (*at)[2].str(), SFormat("%03u %s", unsigned(counts.size()), state).str());
+        counts.push_back(std::stoul((*at)[3].str()));
     }
     return counts;
-}
-
-unsigned long Sum(const std::vector<unsigned long>& counts)
-{
-    unsigned long sum = 0;
-    for (unsigned long c : counts) sum += c;
-    return sum;
-}
-
-// Waits (boundedly) until done() holds; false if it never did.
-template <typename Done>
-bool Eventually(Done done)
-{
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(static_cast<int>(kGenerous));
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > limit) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
-
-// The report once no worker is busy any more: a worker counts a task a moment after the task's last
-// sign of life, so the last test's last task may still be on its way out.
-std::string Settled(Executable& program)
-{
-    std::string report;
-    Eventually([&] { return (report = ReportOf(program)).find("WORKING") == std::string::npos; });
-    return report;
 }
 
 // Occupies every worker with a task that waits to be released, so that what is queued meanwhile waits
@@ -149,28 +101,30 @@ TEST(ThreadPool, ReportShowsEveryWorkerBusyThenIdleWithItsCount)
     Executable program;
     ThreadPool::Initialize();
     ThreadPool::Initialize();
-    const std::vector<unsigned long> before = Counts(Settled(program), "waiting");
+    // (A worker counts a task a moment after the task's last sign of life: the last test's may be on its way out.)
+    std::string report;
+    Eventually([&] { return (report = ReportOf(program)).find("WORKING") == std::string::npos; });
+    const std::vector<unsigned long> before = Counts(report, "waiting");
+    ASSERT_EQ(before.size(), Workers()) << report;
     auto ran = std::make_shared<Semaphore>(0, 1024);
     {
         Occupied occupied;
         ASSERT_TRUE(occupied.Ok());
         for (int i = 0; i < 3; ++i) ThreadPool::Enqueue([ran] { ran->Post(1); });
-        char line[128];
-        std::snprintf(line, sizeof line, "TaskQueue has 3 tasks in it, with %u threads\n", Workers());
-        std::string expected = line;
-        for (unsigned i = 0; i < Workers(); ++i) {
-            std::snprintf(line, sizeof line, "    Pool-%03u WORKING  %lu Tasks processed\n", i, before[i]);
-            expected += line;
-        }
-        EXPECT_EQ(ReportOf(program), expected + "\n\n");
+        String expected = SFormat("TaskQueue has 3 tasks in it, with %u threads\n", Workers());
+        for (unsigned i = 0; i < Workers(); ++i)
+            expected += SFormat("    Pool-%03u WORKING  %lu Tasks processed\n", i, before[i]);
+        EXPECT_EQ(ReportOf(program), (expected + "\n\n").str());
     }
     for (int i = 0; i < 3; ++i) ASSERT_TRUE(ran->Wait(kGenerous));
     // A task is counted once it has returned, a moment after it has posted.
-    const unsigned long wanted = Sum(before) + Workers() + 3;
-    std::string report;
+    const auto sum = [](const std::vector<unsigned long>& counts) {
+        return std::accumulate(counts.begin(), counts.end(), 0ul);
+    };
     EXPECT_TRUE(Eventually([&] {
         report = ReportOf(program);
-        return report.find("WORKING") == std::string::npos && Sum(Counts(report, "waiting")) == wanted;
+        return report.find("WORKING") == std::string::npos &&
+               sum(Counts(report, "waiting")) == sum(before) + Workers() + 3;
     })) << report;
     EXPECT_EQ(report.rfind("TaskQueue has 0 tasks", 0), 0u) << report;
 }
@@ -187,10 +141,7 @@ TEST(ThreadPool, PriorityTasksGoFirstAndFailuresLeaveTheWorkerGoing)
         const char* queued;
         const char* ran;
         int failures;
-    } rows[] = {
-        {"+a +b ^p", "pab", 0}, {"^p ^q +a", "qpa", 0},    {"+a ^p +b ^q", "qpab", 0},
-        {"+T +b", "Tb", 1},     {"+U +E +T +b", "UTb", 3}, {"+a +E ^U +b", "Uab", 2},
-    };
+    } rows[] = {{"+a ^p +b ^q", "qpab", 0}, {"+U +E +T +b", "UTb", 3}, {"+a +E ^U +b", "Uab", 2}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.queued);
         const int logged = InLog("Last task caused an exception: operation may not have completed correctly");
@@ -284,13 +235,7 @@ TEST(ThreadPool, CleanUpStopsTheWorkersAndDestroysQueuedTasksUnrun)
     auto token = std::make_shared<int>(0);
     auto ran = std::make_shared<std::atomic<int>>(0);
     for (int i = 0; i < 10; ++i) ThreadPool::Enqueue([token, ran] { ++*ran; });
-    auto cleaned = std::make_shared<Trigger>();
-    std::thread([cleaned] { LibStaticAccess::Cleanup(), cleaned->Signal(); }).detach();
-    if (!cleaned->Wait(kGenerous)) {
-        std::fprintf(stderr, "FAILED: library clean-up hung on the pool's workers\n");
-        std::fflush(stderr);
-        std::_Exit(EXIT_FAILURE);
-    }
+    MustFinish("library clean-up of the pool's busy workers", [] { LibStaticAccess::Cleanup(); });
     EXPECT_EQ(ran->load(), 0);
     EXPECT_EQ(token.use_count(), 1);
 

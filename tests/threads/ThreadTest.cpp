@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/Checks.h"
 #include "support/LibStaticAccess.h"
 
 #include <atomic>
@@ -74,18 +75,9 @@ private:
     Plan m_plan;
 };
 
-// How often the global log holds the text.
 int InLog(const std::string& part)
 {
-    std::string text;
-    FILE* f = std::tmpfile();
-    Log::s_GlobalLog->_SaveToFile(f, Excessive, false);
-    std::rewind(f);
-    for (int c; (c = std::fgetc(f)) != EOF;) text += static_cast<char>(c);
-    std::fclose(f);
-    int count = 0;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-    return count;
+    return Occurrences(Captured([](std::FILE* f) { Log::s_GlobalLog->_SaveToFile(f, Excessive, false); }), part);
 }
 
 void RunToTheEnd(Thread& t)
@@ -94,18 +86,6 @@ void RunToTheEnd(Thread& t)
     ASSERT_TRUE(t.WaitForStartup(0)); // 0 means the bounded wait, not none
     t.WaitFor();
     EXPECT_FALSE(t.IsRunning());
-}
-
-// Runs f on a thread of its own and waits a generous while: a hang ends the test program with a failure
-// rather than hanging it.
-void MustFinish(const char* what, std::function<void()> f)
-{
-    auto done = std::make_shared<Trigger>();
-    std::thread([f, done] { f(), done->Signal(); }).detach();
-    if (done->Wait(10.0f)) return;
-    std::fprintf(stderr, "FAILED: %s hung\n", what);
-    std::fflush(stderr);
-    std::_Exit(EXIT_FAILURE);
 }
 
 class Idle : public Thread
