@@ -2,6 +2,7 @@
 #include <dovo/Log.h>
 
 #include "log/LogFile.h"
+#include "tests/support/Checks.h"
 #include "tests/support/TestSupport.h"
 
 #include <atomic>
@@ -17,13 +18,7 @@ namespace {
 // What _SaveToFile writes.
 std::string Saved(Log& log, LogLevel level, bool header = false)
 {
-    FILE* f = std::tmpfile();
-    log._SaveToFile(f, level, header);
-    std::string text(static_cast<std::size_t>(std::ftell(f)), '\0');
-    std::rewind(f);
-    text.resize(std::fread(text.data(), 1, text.size(), f));
-    std::fclose(f);
-    return text;
+    return Captured([&](std::FILE* f) { log._SaveToFile(f, level, header); });
 }
 
 class LogFiles : public TestFolder
@@ -86,8 +81,7 @@ TEST_F(LogFiles, WritesByLevelKeepsInMemoryAndDumps)
     const std::string start = SFormat("Starting Log with file %08X", static_cast<unsigned>(std::uintptr_t(&log)));
     EXPECT_EQ(Texts("app.log"), (Strings{start, "Log Created", "info line"}));
     EXPECT_EQ(log.ItemCount(), 4u); // the debug item is kept though not written
-    EXPECT_TRUE(Has(Saved(log, Debug), "debug line"));
-    EXPECT_FALSE(Has(Saved(log, Info), "debug line"));
+    EXPECT_TRUE(Has(Saved(log, Debug), "debug line") && !Has(Saved(log, Info), "debug line"));
     {
         Log::SetLevels quiet(log, Error, Error);
         EXPECT_EQ(quiet.OldFileLevel(), Info);
@@ -116,20 +110,14 @@ TEST_F(LogFiles, WritesByLevelKeepsInMemoryAndDumps)
     EXPECT_TRUE(empty.Dump(Excessive).Empty());
     EXPECT_FALSE(fs::exists(m_dir / "empty_Dump.log"));
     Log memoryOnly;
-    try {
-        memoryOnly.KeepLogInMemory(false);
-        ADD_FAILURE() << "a log without a file stopped keeping its items";
-    } catch (Exception* e) {
-        const std::unique_ptr<Exception> owned(e);
-        EXPECT_EQ(e->Method() + SFormat(" %x ", e->Error()) + e->Message(),
-                  "KeepLogInMemory 20000003 Cannot set log not to stay in memory without a valid output file");
-    }
+    EXPECT_EQ(Thrown([&] { memoryOnly.KeepLogInMemory(false); }),
+              "Log|KeepLogInMemory|0x20000003|0|1|Cannot set log not to stay in memory without a valid output file");
     EXPECT_TRUE(memoryOnly.KeepsInMemory());
 }
 
 TEST_F(LogFiles, SetFileSetsTheFileAtThePathAsideUnlessAppending)
 {
-    // Each row: the file, its "_old" name, the flag (-1: left out), whether an older "_old" is there;
+    // Each row: the file, its "_old" name, the flag (0: left out), whether an older "_old" is there;
     // what the old file and the file hold afterwards.
     const std::string set = "Setting Log file to <file> (level 5)";
     const struct
@@ -142,15 +130,14 @@ TEST_F(LogFiles, SetFileSetsTheFileAtThePathAsideUnlessAppending)
         {"a.log", "a_old.log", 1, true, {"older"}, {"before", set}},
         {"b.log", "b_old.log", 0, false, {"before"}, {set}},
         {"c.log", "c_old.log", 0, true, {"before"}, {set, "\terased old file: <old>"}},
-        {"d", "d_old", -1, false, {"before"}, {set}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         std::ofstream(m_dir / row.name) << "> before\n";
         if (row.older) std::ofstream(m_dir / row.old) << "> older\n";
         Log log;
-        if (row.append < 0) log.SetFile(File(row.name), Info);
-        else log.SetFile(File(row.name), Info, row.append == 1);
+        row.append ? log.SetFile(File(row.name), Info, true)
+                   : log.SetFile(File(row.name), Info); // appends only when asked
         Strings holds = row.fileHolds;
         for (std::string& text : holds)
             for (const auto& [key, name] :
