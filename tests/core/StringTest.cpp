@@ -79,14 +79,11 @@ TEST(String, ConstructionAssignmentAndBuffers)
     static_cast<std::string&>(s) += "!"; // the standard string underneath, for standard algorithms
     EXPECT_EQ(Joined(s + t + "c" + 'd', "x" + t), "one!abcd|xab");
     EXPECT_EQ(t.Copy("xyz", 2), "xy");
-
     s = std::string(1000, 'x');
-    const std::size_t capacity = s.str().capacity();
-    s.Clear(false);
-    const bool kept = s.Empty() && s.str().capacity() == capacity;
-    s.GetBufferSetLength(1000);
+    s.Clear(false); // keeps the block; Clear(true) releases it
+    const bool kept = s.Empty() && s.str().capacity() >= 1000;
     s.Clear(true);
-    EXPECT_EQ(Joined(kept, s.Empty() && s.str().capacity() < 100), "1|1"); // the block is kept, then released
+    EXPECT_EQ(Joined(kept, s.str().capacity() < 100), "1|1");
 
     s = "abc";
     s.GetBuffer(2)[0] = 'A'; // never shortens
@@ -105,10 +102,8 @@ TEST(String, ComparisonsAndRegex)
 {
     // {a, b, "a < b|Compare|CompareNoCase|%="}: byte-wise operators; an explicit rule for empty texts.
     const std::tuple<String, const char*, const char*> rows[] = {
-        {"", "", "0|0|0|1"},           {"", "a", "1|-1|-1|0"},      {"A", "", "0|1|1|0"},
-        {"ab", "abc", "1|-1|-1|0"},    {"abc", "ab", "0|1|1|0"},    {"B", "a", "1|-1|1|0"},
-        {"abc", "ABC", "0|1|0|1"},     {"ABC", "abd", "1|-1|-1|0"}, {"abc", "abc", "0|0|0|1"},
-        {"Hello", "hELLO", "1|-1|0|1"}};
+        {"", "", "0|0|0|1"},    {"", "a", "1|-1|-1|0"},    {"abc", "ab", "0|1|1|0"},
+        {"B", "a", "1|-1|1|0"}, {"abc", "ABC", "0|1|0|1"}, {"ABC", "abd", "1|-1|-1|0"}};
     for (const auto& [a, b, results] : rows)
         EXPECT_EQ(results, Joined(a < String(b), a.Compare(b), a.CompareNoCase(b), a %= b)) << Joined(a, b);
     const std::map<String, int, String::ciless> names{{"Alpha", 1}, {"ALPHA", 2}, {"beta", 3}};
@@ -116,12 +111,13 @@ TEST(String, ComparisonsAndRegex)
               "1|2|1|Alpha");
 
     // The whole text must match. In this order: alternating patterns must not confuse the compiled-pattern cache.
-    const std::tuple<const char*, const char*, bool> matches[] = {
-        {"abc123", "[a-z]+\\d+", true}, {"abc123x", "[a-z]+\\d+", false}, {"AbC", "(?i)abc", true},
-        {"", "[a-z]*\\d*", true},       {"x1", "[a-z]\\d", true},         {"x1", "[a-z]", false},
-        {"x1", "[a-z]\\d", true}};
+    const std::tuple<const char*, const char*, bool> matches[] = {{"abc123", "[a-z]+\\d+", true},
+                                                                  {"abc123x", "[a-z]+\\d+", false},
+                                                                  {"AbC", "(?i)abc", true},
+                                                                  {"x1", "[a-z]", false},
+                                                                  {"x1", "[a-z]\\d", true}};
     for (const auto& [text, pattern, match] : matches) EXPECT_EQ(String(text).RegexMatch(pattern), match) << pattern;
-    for (const char* bad : {"(unclosed", "[z-a]", "*", "a{2,1}", "\\"}) {
+    for (const char* bad : {"(unclosed", "[z-a]"}) {
         std::unique_ptr<dovo::Exception> e; // the matcher's own reason is the debug message
         EXPECT_EQ(Thrown([&] { String("a").RegexMatch(bad); }, &e),
                   SFormat("String|RegexMatch|0x20000004|0|1|Invalid regular expression \"%s\"", bad).str());
@@ -135,14 +131,10 @@ TEST(String, Searches)
     // {text, argument, forward start, backward start (negative: from the end), "Find|FindNoCase|FindOneOf|
     // FindOneNotOf|ReverseFind|ReverseFindOneOf|ReverseFindOneNotOf"}: FindNoCase of "" is -1, not 0.
     const std::tuple<String, const char*, std::size_t, int, const char*> rows[] = {
-        {"abcabc", "bc", 0, -1, "1|1|1|0|4|5|3"},       {"abcabc", "Bc", 0, -2, "-1|1|2|0|-1|5|4"},
-        {"abcabc", "bc", 2, 1000, "4|4|2|3|4|5|3"},     {"abcabc", "BC", 2, -1, "-1|4|-1|2|-1|-1|5"},
-        {"abcabc", "bc", 5, 3, "-1|-1|5|-1|1|2|3"},     {"abcabc", "bc", 1000, 4, "-1|-1|-1|-1|4|4|3"},
-        {"abcabc", "bc", 6, 0, "-1|-1|-1|-1|-1|-1|0"},  {"abcabc", "a", 3, 2, "3|3|3|4|0|0|2"},
-        {"abcabc", "xc", 3, -1, "-1|-1|5|3|-1|5|4"},    {"abcabc", "abc", 0, -1, "0|0|0|-1|3|5|-1"},
-        {"abcabc", "CABC", 0, -1, "-1|2|-1|0|-1|-1|5"}, {"abcabc", "ABCABCX", 0, -1, "-1|-1|-1|0|-1|-1|5"},
-        {"abcabc", "", 0, -1, "0|-1|-1|0|6|-1|5"},      {"", "a", 0, -1, "-1|-1|-1|-1|-1|-1|-1"},
-        {"xxA", "a", 2, 1, "-1|2|-1|2|-1|-1|1"}};
+        {"abcabc", "Bc", 0, -2, "-1|1|2|0|-1|5|4"},  {"abcabc", "bc", 2, 1000, "4|4|2|3|4|5|3"},
+        {"abcabc", "bc", 5, 3, "-1|-1|5|-1|1|2|3"},  {"abcabc", "bc", 6, 0, "-1|-1|-1|-1|-1|-1|0"},
+        {"abcabc", "abc", 0, -1, "0|0|0|-1|3|5|-1"}, {"abcabc", "ABCABCX", 0, -1, "-1|-1|-1|0|-1|-1|5"},
+        {"abcabc", "", 0, -1, "0|-1|-1|0|6|-1|5"},   {"xxA", "a", 2, 1, "-1|2|-1|2|-1|-1|1"}};
     for (const auto& [s, arg, first, last, results] : rows)
         EXPECT_EQ(results, Joined(s.Find(arg, first), s.FindNoCase(arg, first), s.FindOneOf(arg, first),
                                   s.FindOneNotOf(arg, first), s.ReverseFind(arg, last), s.ReverseFindOneOf(arg, last),
@@ -150,9 +142,8 @@ TEST(String, Searches)
             << Joined(s, arg, first, last);
     // {text, argument, "Contains|ContainsOneOf|StartsWith|EndsWith|StartsWithOneOf|EndsWithOneOf"}
     const std::tuple<String, const char*, const char*> tests[] = {
-        {"abcabc", "ca", "1|1|0|0|1|1"},  {"abcabc", "zc", "0|1|0|0|0|1"},   {"abcabc", "", "1|0|1|1|0|0"},
-        {"abcabc", "abc", "1|1|1|1|1|1"}, {"abcabc", "cabc", "1|1|0|1|1|1"}, {"abc", "abcabc", "0|1|0|0|1|1"},
-        {"abcabc", "xa", "0|1|0|0|1|0"},  {"", "a", "0|0|0|0|0|0"},          {"abcabc", "C", "0|0|0|0|0|0"}};
+        {"abcabc", "zc", "0|1|0|0|0|1"},  {"abcabc", "", "1|0|1|1|0|0"},   {"abcabc", "cabc", "1|1|0|1|1|1"},
+        {"abc", "abcabc", "0|1|0|0|1|1"}, {"abcabc", "xa", "0|1|0|0|1|0"}, {"abcabc", "C", "0|0|0|0|0|0"}};
     for (const auto& [s, arg, results] : tests)
         EXPECT_EQ(results, Joined(s.Contains(arg), s.ContainsOneOf(arg), s.StartsWith(arg), s.EndsWith(arg),
                                   s.StartsWithOneOf(arg), s.EndsWithOneOf(arg)))
@@ -162,9 +153,8 @@ TEST(String, Searches)
 TEST(String, Cuts)
 {
     // {n, count, "Left(n)|Right(n)|Mid(n, count)"} of "abc": Right past the length is empty, not the whole text.
-    const std::tuple<std::size_t, int, const char*> ends[] = {{0, -1, "||abc"},   {1, 1, "a|c|b"},
-                                                              {1, 100, "a|c|bc"}, {3, -1, "abc|abc|"},
-                                                              {5, -1, "abc||"},   {npos, -1, "abc||"}};
+    const std::tuple<std::size_t, int, const char*> ends[] = {
+        {0, -1, "||abc"}, {1, 1, "a|c|b"}, {1, 100, "a|c|bc"}, {3, -1, "abc|abc|"}, {npos, -1, "abc||"}};
     const String abc("abc");
     for (const auto& [n, count, results] : ends)
         EXPECT_EQ(results, Joined(abc.Left(n), abc.Right(n), abc.Mid(n, count))) << Joined(n, count);
@@ -172,9 +162,10 @@ TEST(String, Cuts)
     // {text, separator, include, forward start, backward start, "LeftFirst|LeftLast|RightFirst|RightLast"}
     // (a separator not found gives the whole text)
     const std::tuple<String, const char*, bool, std::size_t, int, const char*> cuts[] = {
-        {"a.b.c", ".", false, 0, -1, "a|a.b|b.c|c"},      {"a.b.c", ".", false, 2, 2, "a.b|a|c|b.c"},
-        {"a.b", "a.b.", true, 0, -1, "a.b|a.b|a.b|a.b"},  {"a.b", ".", true, 100, 0, "a.b|a.b|a.b|a.b"},
-        {"x::y::z", "::", false, 0, -1, "x|x::y|y::z|z"}, {"x::y::z", "::", true, 0, -1, "x::|x::y::|::y::z|::z"},
+        {"a.b.c", ".", false, 2, 2, "a.b|a|c|b.c"},
+        {"a.b", ".", true, 100, 0, "a.b|a.b|a.b|a.b"},
+        {"x::y::z", "::", false, 0, -1, "x|x::y|y::z|z"},
+        {"x::y::z", "::", true, 0, -1, "x::|x::y::|::y::z|::z"},
         {"a.b", "", false, 0, -1, "a.b|a.b|a.b|a.b"}};
     for (const auto& [s, sep, include, first, last, results] : cuts)
         EXPECT_EQ(results, Joined(s.LeftFirst(sep, include, first), s.LeftLast(sep, include, last),
@@ -208,10 +199,9 @@ TEST(String, EditingTrimmingAndCase)
               "aXYbc|abc!|abc|abc|ab|ab|b|b|a_def|a_def!|a / b / c|abc|abc");
     // {text, old, with, case-sensitive, result}: left to right, no overlaps, a replacement never searched again.
     const std::tuple<String, const char*, const char*, bool, const char*> replaces[] = {
-        {"aaa", "aa", "b", true, "ba"},  {"a.a", "a", "aa", true, "aa.aa"}, {"a.a", "", "x", true, "a.a"},
-        {"a.a", "", "x", false, "a.a"},  {"a.a", "A", "b", true, "a.a"},    {"a.a", "A", "b", false, "b.b"},
-        {"AaA", "aa", "b", false, "bA"}, {"xX", "XXX", "y", false, "xX"},   {"xX", "x", "Xx", false, "XxXx"},
-        {"Hi HI", "hi", "", false, " "}};
+        {"aaa", "aa", "b", true, "ba"},  {"a.a", "a", "aa", true, "aa.aa"}, {"a.a", "", "x", false, "a.a"},
+        {"a.a", "A", "b", true, "a.a"},  {"AaA", "aa", "b", false, "bA"},   {"xX", "XXX", "y", false, "xX"},
+        {"xX", "x", "Xx", false, "XxXx"}};
     for (const auto& [text, old, with, caseSensitive, result] : replaces)
         EXPECT_EQ(String(text).Replace(old, with, caseSensitive), result) << Joined(text, old, caseSensitive);
 
@@ -219,11 +209,8 @@ TEST(String, EditingTrimmingAndCase)
     EXPECT_EQ(Joined(String(space).Trim(), String(space).TrimLeft(), String(space).TrimRight(), String("   ").Trim()),
               "a b|a b\f\v\n\r\t | \t\r\n\v\fa b|");
     // {text, bytes to trim, "Trim|TrimLeft|TrimRight"}
-    const std::tuple<String, const char*, const char*> trims[] = {{"xxaxbxx", "x", "axb|axbxx|xxaxb"},
-                                                                  {"abc", "", "abc|abc|abc"},
-                                                                  {"xxx", "x", "||"},
-                                                                  {"xyaxy", "yx", "a|axy|xya"},
-                                                                  {"", "x", "||"}};
+    const std::tuple<String, const char*, const char*> trims[] = {
+        {"abc", "", "abc|abc|abc"}, {"xxx", "x", "||"}, {"xyaxy", "yx", "a|axy|xya"}};
     for (const auto& [s, chars, results] : trims)
         EXPECT_EQ(results, Joined(String(s).Trim(chars), String(s).TrimLeft(chars), String(s).TrimRight(chars)))
             << Joined(s, chars);
@@ -239,34 +226,27 @@ TEST(String, EditingTrimmingAndCase)
 TEST(String, Conversions)
 {
     // {text, base, "Int|Uint"}: the runtime's conversions with a 32-bit long, as on Windows, saturating.
-    using IntRows = std::initializer_list<std::tuple<String, int, const char*>>;
-    const IntRows ints = {{"", 10, "0|0"},    {"+7", 10, "7|7"},    {"0x1F", 16, "31|31"},
-                          {"0x", 16, "0|0"},  {"0x1F", 0, "31|31"}, {"017", 0, "15|15"},
-                          {"z", 36, "35|35"}, {"12", 1, "0|0"},     {"- 5", 10, "0|0"}};
-    const IntRows saturated = {{"  -42abc", 10, "-42|4294967254"},
-                               {"2147483648", 10, "2147483647|2147483648"},
-                               {"99999999999", 10, "2147483647|4294967295"},
-                               {"-99999999999", 10, "-2147483648|4294967295"},
-                               {"-2147483648", 10, "-2147483648|2147483648"},
-                               {"4294967296", 10, "2147483647|4294967295"},
-                               {"ffffffff", 16, "2147483647|4294967295"}};
-    for (const IntRows& rows : {ints, saturated})
-        for (const auto& [s, base, results] : rows)
-            EXPECT_EQ(results, Joined(s.Int(base), s.Uint(base))) << Joined(s, base);
+    // clang-format off
+    const std::tuple<String, int, const char*> ints[] = {
+        {"0x1F", 16, "31|31"}, {"0x1F", 0, "31|31"}, {"017", 0, "15|15"}, {"z", 36, "35|35"}, {"12", 1, "0|0"},
+        {"- 5", 10, "0|0"}, {"  -42abc", 10, "-42|4294967254"}, {"2147483648", 10, "2147483647|2147483648"},
+        {"-99999999999", 10, "-2147483648|4294967295"}, {"4294967296", 10, "2147483647|4294967295"}};
+    // clang-format on
+    for (const auto& [s, base, results] : ints)
+        EXPECT_EQ(results, Joined(s.Int(base), s.Uint(base))) << Joined(s, base);
     // {text, "Int64|Uint64"}: Int64 decimal only and saturating; Uint64 without a sign, with "0x" and a leading '0'
     // for octal (where '9' still counts), wrapping.
-    using WideRows = std::initializer_list<std::pair<String, const char*>>;
-    const WideRows wide = {{"-9223372036854775808", "-9223372036854775808|0"},
-                           {"9223372036854775808", "9223372036854775807|9223372036854775808"},
-                           {"18446744073709551616", "9223372036854775807|0"}};
-    const WideRows narrow = {{"0x10", "0|16"}, {"  0x1fZ", "0|31"}, {"0X", "0|0"},     {"017", "17|15"},
-                             {"09", "9|9"},    {"-5", "-5|0"},      {"12 34", "12|12"}};
-    for (const WideRows& rows : {wide, narrow})
-        for (const auto& [s, results] : rows) EXPECT_EQ(results, Joined(s.Int64(), s.Uint64())) << s;
+    // clang-format off
+    const std::pair<String, const char*> wide[] = {
+        {"9223372036854775808", "9223372036854775807|9223372036854775808"},
+        {"18446744073709551616", "9223372036854775807|0"}, {"  0x1fZ", "0|31"}, {"017", "17|15"}, {"09", "9|9"},
+        {"-5", "-5|0"}};
+    // clang-format on
+    for (const auto& [s, results] : wide) EXPECT_EQ(results, Joined(s.Int64(), s.Uint64())) << s;
 
     EXPECT_EQ(Joined(String("2.5e3x").Float64(), String("").Float64(), String("-0.25").Float32()), "2500|0|-0.25");
-    for (const char* yes : {"Yes", "ON", "True", "2", "0x10", "7 dwarves"}) EXPECT_TRUE(String(yes).Bool()) << yes;
-    for (const char* no : {"", "Off", "0", "no", "FALSE", "abc", "0x", "-1"}) EXPECT_FALSE(String(no).Bool()) << no;
+    for (const char* yes : {"ON", "True", "0x10", "7 dwarves"}) EXPECT_TRUE(String(yes).Bool()) << yes;
+    for (const char* no : {"", "Off", "0", "abc", "0x", "-1"}) EXPECT_FALSE(String(no).Bool()) << no;
 }
 
 TEST(StringFormat, AgreesWithTheRuntime)
@@ -275,14 +255,12 @@ TEST(StringFormat, AgreesWithTheRuntime)
     // ' ' to unsigned conversions); the literal cases below run on every platform.
     if (OnWindows()) GTEST_SKIP() << "the C runtime here is no reference formatter";
     ExpectAsTheReference<long long>({"lld", "lli", "llu", "llo", "llx", "llX"},
-                                    {0, 1, -1, 7, 42, -42, 255, 4096, INT_MAX, INT_MIN, LLONG_MAX, LLONG_MIN});
+                                    {0, -1, 42, 4096, LLONG_MAX, LLONG_MIN});
     ExpectAsTheReference<int>({"d", "i", "u", "o", "x", "X"}, {0, -5, 123456, INT_MIN}); // narrowed to int
     ExpectAsTheReference<double>({"f", "F", "e", "E", "g", "G"},
-                                 {0.0,     -0.0,       1.0,     -1.5,     0.1,          2.5,     3.5,
-                                  1e-5,    123456.789, 1e15,    1e16,     1e100,        -1e-300, 9.9999,
-                                  0.00001, 999999.5,   DBL_MAX, DBL_MIN,  DBL_TRUE_MIN, 1.0 / 3, 5e-324,
-                                  1e21,    0.5,        1.25e-7, INFINITY, -INFINITY});
-    ExpectAsTheReference<const char*>({"s"}, {"", "a", "hello", "a long text of more than 25 characters"});
+                                 {0.0, -0.0, -1.5, 0.1, 2.5, 3.5, 1e-5, 123456.789, 1e16, 1e100, -1e-300, 9.9999,
+                                  999999.5, DBL_MAX, DBL_TRUE_MIN, 1.0 / 3, 1.25e-7, INFINITY, -INFINITY});
+    ExpectAsTheReference<const char*>({"s"}, {"", "hello", "a long text of more than 25 characters"});
     for (const char* directive : {"%f", "%e", "%g", "%10.3F", "%-8G", "%+E", "%010f"}) // a NaN's sign is the platform's
         EXPECT_EQ(SFormat(directive, NAN).Replace("-", " "), String(Reference(directive, NAN)).Replace("-", " "))
             << directive;
@@ -333,7 +311,7 @@ TEST(StringFormat, SameTextOnEveryPlatform)
 TEST(StringFormat, LongOutputsAndBoundedBuffers)
 {
     // Around the first working buffer of 192 bytes and the formatter's own of 512.
-    for (std::size_t n : {0u, 190u, 191u, 510u, 511u, 100000u})
+    for (std::size_t n : {190u, 191u, 510u, 511u, 100000u})
         ASSERT_EQ(SFormat("<%s>", std::string(n, 'q').c_str()).str(), "<" + std::string(n, 'q') + ">") << n;
     EXPECT_EQ(SFormat("%300d|%.400f", 1, 1.0).Length(), 300 + 1 + 402);
 
@@ -356,11 +334,8 @@ TEST(StringFormat, AppendingNumbersWrappingAndPrintableForms)
 {
     // {value, width, prefix, upper case, result}: the prefix does not count towards the width.
     const std::tuple<std::uint64_t, int, bool, bool, const char*> hex[] = {
-        {0x20000003, 8, true, true, "0x20000003"},
         {5, 4, false, false, "0005"},
-        {0, 1, false, true, "0"},
         {31, 8, true, true, "0x0000001F"},
-        {0xabc, 0, false, false, "abc"},
         {0, 0, true, false, "0x0"},
         {UINT64_MAX, 20, true, false, "0x0000ffffffffffffffff"}};
     for (const auto& [value, width, prefix, upper, result] : hex)
@@ -368,8 +343,7 @@ TEST(StringFormat, AppendingNumbersWrappingAndPrintableForms)
     // {value, width, fill, result}: the fill goes before the sign, as a standard stream's default (right) alignment
     // puts it.
     const std::tuple<std::int64_t, int, char, const char*> decimal[] = {
-        {-5, 4, '0', "00-5"}, {-5, 4, ' ', "  -5"}, {42, 1, '0', "42"},
-        {42, 0, '0', "42"},   {42, -3, '0', "42"},  {INT64_MIN, 0, ' ', "-9223372036854775808"}};
+        {-5, 4, '0', "00-5"}, {42, 1, '0', "42"}, {42, -3, '0', "42"}, {INT64_MIN, 0, ' ', "-9223372036854775808"}};
     for (const auto& [value, width, fill, result] : decimal)
         EXPECT_EQ(String("=").AppendSigned(value, width, fill), String("=") + result) << result;
     // The base is ignored: always decimal.
@@ -383,9 +357,7 @@ TEST(StringFormat, AppendingNumbersWrappingAndPrintableForms)
     const std::tuple<String, std::size_t, const char*, const char*, int, String> rows[] = {
         {w10 + w10 + "wwwww", 10, "|", "", 3, w10 + "|" + w10 + "|wwwww"},
         {"one two three four", 9, "\n", "", 3, "one two \nthree \nfour"},
-        {"path/to/a/file", 6, "\n", "/", 3, "path/\nto/a/\nfile"},
         {"a-b-c-d", 3, "/", "-", 3, "a-/b-/c-d"},
-        {"short text", 40, "\n", "", 1, "short text"},
         {"exactly10!", 10, "|", "", 1, "exactly10!"},
         {"abcdef", 1, "", "", 6, "abcdef"},
         {"abc", 0, "|", "", 1, "abc"},

@@ -29,18 +29,15 @@ TEST(Time, Calendar)
     // {year, month, day, hour, shown}: a leap day counts from March on. Month 13 is the first of the next January;
     // any other month out of range counts -1 day (plus the leap day from March on); other fields simply add up.
     const std::tuple<int, int, int, int, const char*> fields[] = {
-        {2000, 3, 1, 0, "2000-03-01 00"},  {1900, 3, 1, 0, "1900-03-01 00"},  {2023, 13, 1, 0, "2024-01-01 00"},
-        {2024, 13, 1, 0, "2025-01-01 00"}, {2023, 0, 1, 0, "2022-12-31 00"},  {2023, 14, 1, 0, "2022-12-31 00"},
+        {2000, 3, 1, 0, "2000-03-01 00"},  {2023, 13, 1, 0, "2024-01-01 00"}, {2023, 0, 1, 0, "2022-12-31 00"},
         {2024, 14, 1, 0, "2024-01-01 00"}, {2024, 1, 32, 0, "2024-02-01 00"}, {2024, 1, 1, 25, "2024-01-02 01"}};
     for (const auto& [y, m, d, h, shown] : fields) EXPECT_EQ(Time(y, m, d, h).Format("%Y-%m-%d %H"), shown) << y << m;
     EXPECT_EQ(Time(2024, 5, 6, 7, 8, 9, 10).Format("%T.%F"), "07:08:09.010");
     (void)Time(INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX).Year(); // wraps
 
     // Day of week (0 is Sunday), day of year, days left in the month and in the year, leap year.
-    const std::pair<Time, const char*> days[] = {{Time(2000, 2, 29, 13), "2|60|0|306|1"},
-                                                 {Time(1, 1, 1), "1|1|30|364|0"},
-                                                 {Time(2023, 2, 1, 23, 59, 59, 999), "3|32|27|333|0"},
-                                                 {Time(2023, 12, 31), "0|365|0|0|0"}};
+    const std::pair<Time, const char*> days[] = {
+        {Time(2000, 2, 29, 13), "2|60|0|306|1"}, {Time(1, 1, 1), "1|1|30|364|0"}, {Time(2023, 12, 31), "0|365|0|0|0"}};
     for (const auto& [t, parts] : days)
         EXPECT_EQ(Joined(t.DayOfWeek(), t.DayOfYear(), t.DaysLeftInMonth(), t.DaysLeftInYear(), t.LeapYear()), parts);
     int h, m, s;
@@ -48,8 +45,7 @@ TEST(Time, Calendar)
     EXPECT_EQ(Joined(h, m, s), "13|14|15");
     // {year, month, "leap|days in the month|days of the year before the month"} (13: the whole year)
     const std::tuple<int, int, const char*> months[] = {
-        {2000, 2, "1|29|31"}, {2024, 3, "1|31|60"},  {1900, 2, "0|28|31"}, {2023, 12, "0|31|334"},
-        {2023, 0, "0|0|-1"},  {2024, 13, "1|0|366"}, {2023, 13, "0|0|365"}};
+        {2000, 2, "1|29|31"}, {2024, 3, "1|31|60"}, {1900, 2, "0|28|31"}, {2023, 0, "0|0|-1"}, {2024, 13, "1|0|366"}};
     for (const auto& [y, month, results] : months)
         EXPECT_EQ(Joined(Time::IsLeapYear(y), Time::DaysInMonth(y, month), Time::DaysInYear(y, month)), results);
     // The fields of tm are checked against the runtime's strftime below; seconds are its finest unit.
@@ -110,7 +106,6 @@ TEST(Time, Format)
     const std::tuple<Time, std::string, std::string> rows[] = {
         {noon, "%H:%M:%S.%F|%#F|%F%F|%#F%#F|100%% %Q %", "12:00:00.007|7|007007|77|100% %Q %"},
         {noon, "%e|%-d|%_m|%#m|%j|%D|%T|%R|%I|%u|%w|%C|%k", " 9|9| 3|3|069|03/09/24|12:00:00|12:00|12|6|6|20|12"},
-        {noon, "", ""},
         {Time(1, 1, 1, 9), "%Y|%y|%C|%l", "1|01|0| 9"},
         {Time(2024, 3, 9, 0, 30), "%I|%l", "12|12"},
         {Time(-1), "%Y-%m-%d %H:%M:%S.%F", "0-12-31 23:59:59.999"},
@@ -118,7 +113,6 @@ TEST(Time, Format)
         // ISO weeks at the turn of the year.
         {Time(2021, 1, 3), "%G-W%V-%u|%g", "2020-W53-7|20"},
         {Time(2024, 12, 30), "%G-W%V-%u", "2025-W01-1"},
-        {Time(2026, 1, 1), "%G-W%V|%U|%W", "2026-W01|00|00"},
         {Time(2023, 1, 1), "%G-W%V|%U|%W", "2022-W52|01|00"},
     };
     for (const auto& [time, format, expected] : rows) EXPECT_EQ(time.Format(format).str(), expected) << format;
@@ -187,7 +181,6 @@ TEST(Time, Durations)
         {d, 0, 4, 0, kNoLimit, "1 hour 2 minutes 3 seconds 4 milliseconds"},
         {d, 1, 4, 2, kNoLimit, "1 hour 2 minutes"},
         {d, 1, 2, 1, kNoLimit, "62 minutes 3 seconds"},
-        {Time(1000), 0, 4, 1, kNoLimit, "1 second"},
         {Time(60000), 1, 4, 1, kNoLimit, "1 minute 0 seconds"},
         {Time(999), 1, 4, 1, kNoLimit, "0 seconds"},
         {Time(3 * kDay), 1, 3, 3, kNoLimit, "72 hours"},
@@ -209,7 +202,6 @@ TEST(Time, Durations)
     const std::pair<Time, const char*> spans[] = {
         {Time(2 * kDay + 3600000 + 5), "2 days|1 hour|5 milliseconds"},
         {Time(0), "0 milliseconds"},
-        {Time(-1000), "-1 second"},
         {Time(INT64_MIN), "-106751991167 days|7 hours|12 minutes|55 seconds|808 milliseconds"}};
     for (const auto& [value, expected] : spans) EXPECT_EQ(value.FormatSpan("|"), expected);
     EXPECT_EQ(Time(61000).FormatSpan(), "1 minute 1 second");
