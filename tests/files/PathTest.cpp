@@ -137,12 +137,12 @@ TEST(Path, NormalizedQuotedLocalAndSafeForms)
     EXPECT_TRUE(String("x/y") == Path("x/y") && "x/y" == Path("x/y") && String("x") != Path("x/y"));
     // Trailing points and blanks go (Windows would drop them, and ".." names the parent folder), and so do
     // device names, alone or before a point, in any case; bytes above ASCII stay.
+    // clang-format off
     const std::pair<String, const char*> safe[] = {
-        {"aux_Dump", "aux_Dump"}, {".hidden", ".hidden"},        {"..", "__"},
-        {"COM0", "COM0"},         {"a<b>c:d\"e", "a_b_c_d_e"},   {"\xc3\xa9t\xc3\xa9", "\xc3\xa9t\xc3\xa9"},
-        {"COM10", "COM10"},       {"name. .", "name___"},        {"LPT9.x.y", "_PT9.x.y"},
-        {"CON", "_ON"},           {"/f\\g|h?i*j", "_f_g_h_i_j"}, {String("a\0b\x1f\tc", 6), "a_b__c"},
-        {"Nul .log", "_ul .log"}, {"My Log-1.2", "My Log-1.2"}};
+        {"aux_Dump", "aux_Dump"}, {".hidden", ".hidden"}, {"..", "__"}, {"COM0", "COM0"}, {"COM10", "COM10"},
+        {"name. .", "name___"}, {"LPT9.x.y", "_PT9.x.y"}, {"CON", "_ON"}, {"\xc3\xa9", "\xc3\xa9"}, {"Nul .log", "_ul .log"},
+        {"a<b>c:d\"e/f\\g|h?i*j", "a_b_c_d_e_f_g_h_i_j"}, {String("a\0b\x1f\tc", 6), "a_b__c"}};
+    // clang-format on
     for (const auto& [text, expected] : safe) EXPECT_EQ(Path::MakeSafe(text), expected) << text.str();
 }
 
@@ -166,36 +166,5 @@ TEST(Path, EveryShortPathCutsConsistently)
         ASSERT_EQ(normal.Normalized(), normal);
         ASSERT_EQ(normal.Empty(), p.Empty());
         ASSERT_EQ(local.Text().Length(), text.Length());
-    }
-}
-
-TEST(Path, EveryShortJoinKeepsBothSides)
-{
-    const std::vector<std::string> texts = AllTexts(kPathAlphabet, 3);
-    for (const std::string& l : texts)
-        for (const std::string& r : texts) {
-            const Path left(l), right(r), joined = left / right;
-            SCOPED_TRACE("\"" + l + "\" / \"" + r + "\"");
-            if (r.empty() || l.empty() || right.IsAbsolute()) {
-                ASSERT_EQ(joined, r.empty() ? left : right);
-            } else if (right.Root() == Path::NoRoot) {
-                ASSERT_TRUE(joined.Text().EndsWith(right));
-                ASSERT_TRUE(joined.Root() == left.Root() && joined.IsAbsolute() == left.IsAbsolute());
-                ASSERT_LE(joined.Text().Length(), left.Text().Length() + 1 + right.Text().Length());
-                // (Unless the right side became the share of a server-only left side.)
-                ASSERT_TRUE(joined.RootText() != left.RootText() || joined.Leaf() == right.Leaf());
-            }
-        }
-}
-
-TEST(Path, EveryShortNameIsMadeSafe)
-{
-    for (const std::string& raw : AllTexts(std::string("a. :/\\|\x01\x7f", 10), 4)) {
-        const String safe = Path::MakeSafe(raw);
-        SCOPED_TRACE("\"" + raw + "\"");
-        ASSERT_EQ(safe.Length(), static_cast<int>(raw.size()));
-        ASSERT_FALSE(safe.ContainsOneOf(String("<>:\"/\\|?*\x01", 10)) || safe.EndsWithOneOf(". "));
-        ASSERT_EQ(Path::MakeSafe(safe), safe);
-        ASSERT_EQ(Path(safe).Leaf(), safe);
     }
 }
