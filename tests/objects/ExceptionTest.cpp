@@ -106,11 +106,6 @@ TEST_F(ExceptionLog, ThrowRecordsLogsAndThrowsThePointer)
     EXPECT_EQ(oserror::Last(), 0);
     oserror::SetLast(2);
     EXPECT_EQ(Fields(THROWN(Exception, "File", "Open", 1, "m", -1, "mine", 1)), "File|Open|0x00000001|2|1|m|mine");
-    oserror::SetLast(3);
-    e->GetOSError();
-    EXPECT_EQ(e->OSError(), 3);
-    e->ResetOSError();
-    EXPECT_EQ(oserror::Last(), 0);
     // The OS text: one per error, without a trailing line break; none for a code the system has no text for, and
     // then the exception has no debug line.
     const String text = Exception::TranslateOSError(2);
