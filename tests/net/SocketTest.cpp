@@ -115,6 +115,12 @@ TEST_F(SocketTest, ConnectAcceptAndEchoOnLoopback)
     EXPECT_EQ(sent, echoed);
     c.client.CeaseUsing(); // the echo's read returns 0
     MustFinish("the echo's end", [&] { echo.join(); });
+
+    // The same client connects again: its local address is that of the new connection.
+    TCPSocket second;
+    c.client.BeginUsing();
+    ASSERT_TRUE(c.server.Serve(&second, 10.0f));
+    EXPECT_EQ(c.client.LocalPeer().Port(true), second.Peer().Port(true));
 }
 
 TEST_F(SocketTest, PeerThatCloses)
