@@ -5,6 +5,7 @@
 #include <dovo/TCPSocket.h>
 
 #include "tests/net/NetTest.h"
+#include "tests/support/Checks.h"
 #include "tests/support/TestSupport.h"
 
 #include <atomic>
@@ -148,7 +149,9 @@ TEST_F(ServerTest, WithoutAServerTransportTheThreadEndsAtStart)
 TEST_F(ServerTest, ManyClientsAtOnceAreAllAnsweredAndShutdownClosesThem)
 {
     const int before = OsOpenHandles();
-    constexpr int kClients = 1000, kExchanges = 100, kClientThreads = 8;
+    // Under Wine every exchange crosses its server process several times: fewer exchanges there.
+    constexpr int kClients = 1000, kClientThreads = 8;
+    const int kExchanges = OnWindows() ? 10 : 100;
     {
         EchoServer server;
         server.Start();
@@ -179,8 +182,10 @@ TEST_F(ServerTest, ManyClientsAtOnceAreAllAnsweredAndShutdownClosesThem)
         EXPECT_EQ(server.ClientCount(), static_cast<std::size_t>(kClients));
 
         // With every client still connected, the server stops and closes them: their reads see the end.
+        // (A generous limit: Wine closes a lingering socket only once the peer has acknowledged its end,
+        // 40 ms a socket.)
         server.Signal(0);
-        ASSERT_TRUE(EndsWithin(server, 30));
+        ASSERT_TRUE(EndsWithin(server, 120));
         server.Stop();
         EXPECT_EQ(server.ClientCount(), 0u);
         int unanswered = 0;
