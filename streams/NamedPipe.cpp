@@ -8,6 +8,9 @@
 
 #include "streams/PipeSystem.h"
 
+#include <algorithm>
+#include <chrono>
+
 namespace dovo {
 
 namespace {
@@ -167,11 +170,12 @@ bool NamedPipeServer::Poll(float timeout) const
     // Poll is const for the transport interface; connecting a client changes the instance.
     auto* self = const_cast<NamedPipeServer*>(this);
     if (!m_instance) return false;
-    if (!m_connected) {
-        if (!self->WaitForClient(timeout)) return false;
-        timeout = 0;
-    }
-    return NamedPipe::Poll(timeout);
+    if (m_connected) return NamedPipe::Poll(timeout);
+    // The time left after the client came is for its data.
+    const auto start = std::chrono::steady_clock::now();
+    if (!self->WaitForClient(timeout)) return false;
+    const float waited = std::chrono::duration<float>(std::chrono::steady_clock::now() - start).count();
+    return NamedPipe::Poll(timeout < 0 ? timeout : std::max(0.0f, timeout - waited));
 }
 
 void NamedPipeServer::Disconnect()

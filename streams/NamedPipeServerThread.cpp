@@ -121,8 +121,8 @@ bool NamedPipeServerThread::ReadMessage(NamedPipe& client, String& text)
     unsigned char buffer[8192];
     const long long start = Now();
     long long last = start;
-    while (IsRunning()) {
-        const bool ready = client.Poll(kPollInterval);
+    // The server's poll found data waiting: the first read does not wait.
+    for (bool ready = true; IsRunning(); ready = client.Poll(kPollInterval)) {
         // Poll closes a pipe whose client has gone: what it wrote is the message.
         if (!client.IsUsable()) return true;
         const long long now = Now();

@@ -49,6 +49,7 @@ struct Descriptor : kernel::Custom
     std::string path;
     dev_t device = 0;
     ino_t inode = 0;
+    uid_t user = 0; // a listener's: the user whose peers it takes
 };
 
 int FdOf(const _AutoHandle& handle) { return static_cast<Descriptor*>(kernel::GetCustom(handle))->fd; }
@@ -143,12 +144,7 @@ void* Connect(const String& local, bool& available, int& error)
         return nullptr;
     }
     available = true;
-    const int flags = ::fcntl(fd, F_GETFL);
-    if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
-        error = errno;
-        ::close(fd);
-        return nullptr;
-    }
+    // (It stays non-blocking: reads and writes wait for it as for a blocking one.)
     return kernel::CreateCustom(new Descriptor(fd));
 }
 
@@ -190,6 +186,7 @@ void NamedPipeServer::NewInstance()
         RaiseException("BeginUsing", ErrorFailed, "Could not create the named pipe " + m_localName, failure);
     }
     listener->path = m_localName.str();
+    listener->user = ::geteuid();
     listener->device = info.st_dev;
     listener->inode = info.st_ino;
 }
@@ -198,6 +195,7 @@ bool NamedPipeServer::WaitForClient(float seconds)
 {
     if (!m_listener.IsValid()) return false;
     const int listener = FdOf(m_listener);
+    const uid_t user = static_cast<Descriptor*>(kernel::GetCustom(m_listener))->user;
     const bool forever = seconds < 0;
     const auto deadline = std::chrono::steady_clock::now() +
                           std::chrono::microseconds(forever ? 0 : static_cast<long long>(seconds * 1e6));
@@ -207,7 +205,7 @@ bool NamedPipeServer::WaitForClient(float seconds)
             ucred peer{};
             socklen_t size = sizeof peer;
             const bool known = ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
-            if (known && (peer.uid == ::geteuid() || peer.uid == 0)) {
+            if (known && (peer.uid == user || peer.uid == 0)) {
                 m_handle = kernel::CreateCustom(new Descriptor(fd));
                 m_connected = true;
                 return true;

@@ -64,16 +64,31 @@ void Close(void* handle)
     if (handle) ::close(Fd(handle));
 }
 
+// Waits until the descriptor is ready for events (a descriptor made non-blocking, such as a client's
+// socket that connected without waiting, then reads and writes as a blocking one does).
+void AwaitReady(int fd, short events)
+{
+    pollfd p{fd, events, 0};
+    while (::poll(&p, 1, -1) < 0 && errno == EINTR) {
+    }
+}
+
 int Read(void* handle, unsigned char* data, int size, int& error)
 {
     if (size <= 0) return 0;
-    ssize_t n;
-    do n = ::read(Fd(handle), data, static_cast<size_t>(size));
-    while (n < 0 && errno == EINTR);
-    if (n >= 0) return static_cast<int>(n);
-    if (errno == ECONNRESET || errno == EPIPE) return 0;
-    error = errno;
-    return -1;
+    const int fd = Fd(handle);
+    for (;;) {
+        const ssize_t n = ::read(fd, data, static_cast<size_t>(size));
+        if (n >= 0) return static_cast<int>(n);
+        if (errno == EINTR) continue;
+        if (errno == EAGAIN) {
+            AwaitReady(fd, POLLIN);
+            continue;
+        }
+        if (errno == ECONNRESET || errno == EPIPE) return 0;
+        error = errno;
+        return -1;
+    }
 }
 
 bool Write(void* handle, const unsigned char* data, int size, bool socket, int& error)
@@ -84,6 +99,10 @@ bool Write(void* handle, const unsigned char* data, int size, bool socket, int& 
         while (done < size) {
             const ssize_t n = ::send(fd, data + done, static_cast<size_t>(size - done), MSG_NOSIGNAL);
             if (n < 0 && errno == EINTR) continue;
+            if (n < 0 && errno == EAGAIN) {
+                AwaitReady(fd, POLLOUT);
+                continue;
+            }
             if (n < 0) return error = errno, false;
             done += static_cast<int>(n);
         }
@@ -93,6 +112,10 @@ bool Write(void* handle, const unsigned char* data, int size, bool socket, int& 
     while (done < size) {
         const ssize_t n = ::write(fd, data + done, static_cast<size_t>(size - done));
         if (n < 0 && errno == EINTR) continue;
+        if (n < 0 && errno == EAGAIN) {
+            AwaitReady(fd, POLLOUT);
+            continue;
+        }
         if (n < 0) {
             error = errno;
             if (error == EPIPE) block.Raised();
@@ -106,7 +129,7 @@ bool Write(void* handle, const unsigned char* data, int size, bool socket, int& 
 Peek Wait(void* handle, float seconds, int& error)
 {
     if (!handle) return error = EBADF, Peek::Failed;
-    pollfd p{Fd(handle), POLLIN, 0};
+    pollfd p{Fd(handle), POLLIN | POLLRDHUP, 0};
     const bool forever = seconds < 0;
     const auto deadline = std::chrono::steady_clock::now() +
                           std::chrono::microseconds(forever ? 0 : static_cast<long long>(seconds * 1e6));
@@ -125,11 +148,13 @@ Peek Wait(void* handle, float seconds, int& error)
     if (ready < 0) return error = errno, Peek::Failed;
     if (ready == 0) return Peek::Empty;
     if (p.revents & POLLNVAL) return error = EBADF, Peek::Failed;
+    // Readable, and the other end still there: data waits (no need to ask how much).
+    if ((p.revents & POLLIN) && !(p.revents & (POLLHUP | POLLRDHUP | POLLERR))) return Peek::Data;
     int waiting = 0;
     if (::ioctl(p.fd, FIONREAD, &waiting) != 0) return error = errno, Peek::Failed;
     if (waiting > 0) return Peek::Data;
     // Readable with nothing to read: the other end has gone.
-    if (p.revents & (POLLIN | POLLHUP | POLLERR)) return Peek::BrokenPipe;
+    if (p.revents & (POLLIN | POLLHUP | POLLRDHUP | POLLERR)) return Peek::BrokenPipe;
     return Peek::Empty;
 }
 
