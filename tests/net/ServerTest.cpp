@@ -68,8 +68,8 @@ private:
                     OutStream::Marker reply(out, 1);
                     out.Put(number + 1), out.Put(text);
                 }
+                ++answered; // before the client can see the answer
                 out.Flush();
-                ++answered;
             }
         } catch (Exception* e) {
             delete e; // the client has gone, or the server closed it
