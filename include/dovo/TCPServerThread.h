@@ -9,7 +9,9 @@ namespace dovo {
 
 /// A TransportServerThread over a TCPSocketServer of its own: clients arrive in fresh TCPSockets, each
 /// accept waits 0.15 seconds, and the set of clients is locked. Subclasses decide in AcceptConnection
-/// what to do with each client (serve it on a thread or a pool task, typically).
+/// whether to keep a client, and serve a kept one (on a thread or a pool task, typically) from their
+/// OnConnectionAccepted after calling the base's: the client is then in the set before its handler can
+/// close it.
 class DOVO_API TCPServerThread : public TransportServerThread
 {
 public:

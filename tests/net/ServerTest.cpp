@@ -13,6 +13,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -42,11 +43,13 @@ public:
     std::atomic<int> answered{0};
 
 protected:
-    bool AcceptConnection(Client client) override
+    bool AcceptConnection(Client) override { return true; }
+    // Served once it is in the set, so that its handler's CloseClient always finds it there.
+    void OnConnectionAccepted(Client client) override
     {
+        TCPServerThread::OnConnectionAccepted(client);
         std::lock_guard<std::mutex> hold(m_lock);
         m_handlers.emplace_back([this, client] { Serve(client); });
-        return true;
     }
 
 private:
@@ -200,4 +203,39 @@ TEST_F(ServerTest, ManyClientsAtOnceAreAllAnsweredAndShutdownClosesThem)
         EXPECT_EQ(unanswered, kClients);
     }
     EXPECT_EQ(OsOpenHandles(), before);
+}
+
+TEST_F(ServerTest, ABadClientIsClosedAndTheOthersAreStillServed)
+{
+    EchoServer server;
+    server.Start();
+    ASSERT_TRUE(server.WaitForStartup(30));
+    const IPPeer at(0x7F000001u, server.Port(), true);
+    auto bytes = [](std::initializer_list<int> values) {
+        std::vector<unsigned char> out;
+        for (int v : values) out.push_back(static_cast<unsigned char>(v));
+        return out;
+    };
+    std::vector<unsigned char> noise(4096);
+    std::mt19937 random(7);
+    for (unsigned char& b : noise) b = static_cast<unsigned char>(random());
+    // Each sends its bytes and goes (a record header: revision, flags, content size in two bytes).
+    const std::vector<std::vector<unsigned char>> rows = {
+        bytes({1, 0, 100, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}),                         // gone in the middle of a record
+        bytes({1, 0, 12, 0, 7, 0, 0, 0, 0xFB, 0xFF, 0xFF, 0xFF, 'a', 'b', 'c', 'd'}), // a length of -5
+        bytes({1, 0, 12, 0, 7, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0x7F, 'a', 'b', 'c', 'd'}), // a length of 2 GB
+        noise,
+    };
+    TCPSocket silent(at);
+    silent.BeginUsing(); // connects and says nothing
+    for (const auto& row : rows) {
+        TCPSocket bad(at);
+        bad.BeginUsing();
+        bad.Write(row.data(), static_cast<int>(row.size()));
+        bad.CeaseUsing();
+    }
+    // Only the silent client is left, and a well-behaved one is still answered.
+    EXPECT_TRUE(Eventually([&] { return server.ClientCount() == 1; })) << server.ClientCount();
+    Connection good(server.Port());
+    EXPECT_EQ(good.Exchange(41, "still here"), 42);
 }
