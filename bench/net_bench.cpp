@@ -8,6 +8,11 @@
 // each record with OutStream::Marker and reads it with InStream::Block on both ends; the peer sends and
 // receives the same 104 bytes (header and content) with send and recv.
 //
+// Accepts: 2,000 connections, each sending 8 bytes, read back from the server, and closed, to a
+// TCPServerThread that serves each client on its own thread as it is accepted, against a plain accept
+// loop doing the same. The clients are plain sockets in both; the ratio says what the server thread's
+// accept pass costs.
+//
 // Both ends run at once, so every benchmark is timed by the clock on the wall (UseRealTime); one
 // iteration is the whole transfer, including the connection's set-up and the receiver's thread.
 
@@ -15,6 +20,7 @@
 
 #include <dovo/InStream.h>
 #include <dovo/OutStream.h>
+#include <dovo/TCPServerThread.h>
 #include <dovo/TCPSocket.h>
 #include <dovo/TCPSocketServer.h>
 
@@ -25,6 +31,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
@@ -216,9 +223,92 @@ void RoundTripRaw(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kTrips);
 }
 
+// ---- Accepts. The clients: connect, send 8 bytes, wait for them back, and close with a reset (no
+// connection left waiting in the closed state to use up the ports).
+
+constexpr int kConnections = 2000;
+
+sockaddr_in Loopback(unsigned short port)
+{
+    sockaddr_in at{};
+    at.sin_family = AF_INET;
+    at.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    at.sin_port = htons(port);
+    return at;
+}
+
+void Clients(unsigned short port)
+{
+    const sockaddr_in at = Loopback(port);
+    unsigned char data[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    for (int i = 0; i < kConnections; ++i) {
+        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        if (::connect(fd, reinterpret_cast<const sockaddr*>(&at), sizeof at) != 0) std::abort();
+        SendAll(fd, data, sizeof data);
+        ReceiveAll(fd, data, sizeof data);
+        const linger reset{1, 0};
+        ::setsockopt(fd, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+        ::close(fd);
+    }
+}
+
+class EchoOnce : public dovo::TCPServerThread
+{
+public:
+    EchoOnce() : TCPServerThread("AcceptBench", dovo::IPPeer(0x7F000001u, 0, true)) {}
+    bool AcceptConnection(Client) override { return true; }
+    void OnConnectionAccepted(Client client) override
+    {
+        TCPServerThread::OnConnectionAccepted(client);
+        unsigned char data[8];
+        for (int got = 0, n; got < 8 && (n = client->Read(data + got, 8 - got)) > 0;) got += n;
+        client->Write(data, sizeof data);
+        CloseClient(client);
+    }
+};
+
+void AcceptDovo(benchmark::State& state)
+{
+    EchoOnce server;
+    server.Start();
+    server.WaitForStartup(10);
+    const unsigned short port = server.Listener().LocalPeer().Port(true);
+    for (auto _ : state) Clients(port);
+    server.Signal(0);
+    server.WaitFor();
+    state.SetItemsProcessed(state.iterations() * kConnections);
+}
+
+void AcceptRaw(benchmark::State& state)
+{
+    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in at = Loopback(0);
+    socklen_t length = sizeof at;
+    if (::bind(listener, reinterpret_cast<sockaddr*>(&at), sizeof at) != 0 || ::listen(listener, SOMAXCONN) != 0 ||
+        ::getsockname(listener, reinterpret_cast<sockaddr*>(&at), &length) != 0)
+        std::abort();
+    std::atomic<bool> stop{false};
+    std::thread server([&] {
+        unsigned char data[8];
+        for (int fd; !stop && (fd = ::accept(listener, nullptr, nullptr)) >= 0;) {
+            for (int got = 0, n; got < 8 && (n = static_cast<int>(::recv(fd, data + got, 8 - got, 0))) > 0;) got += n;
+            ::send(fd, data, sizeof data, MSG_NOSIGNAL);
+            ::close(fd);
+        }
+    });
+    for (auto _ : state) Clients(ntohs(at.sin_port));
+    stop = true;
+    ::shutdown(listener, SHUT_RDWR);
+    server.join();
+    ::close(listener);
+    state.SetItemsProcessed(state.iterations() * kConnections);
+}
+
 BENCHMARK(BulkDovo)->Name("Bulk/dovo")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BulkRaw)->Name("Bulk/raw")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(RoundTripDovo)->Name("RoundTrip/dovo")->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(RoundTripRaw)->Name("RoundTrip/raw")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(AcceptDovo)->Name("Accept/dovo")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(AcceptRaw)->Name("Accept/raw")->UseRealTime()->Unit(benchmark::kMillisecond);
 
 } // namespace
