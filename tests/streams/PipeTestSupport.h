@@ -43,11 +43,8 @@ inline int InLog(const std::string& part)
 /// Waits (boundedly, a minute) until the log holds the text.
 inline bool LogGets(const std::string& part)
 {
-    for (int i = 0; i < 6000; ++i) {
-        if (InLog(part)) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
+    for (int i = 0; i < 6000 && !InLog(part); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return InLog(part) > 0;
 }
 
 /// A pipe name no other test (or test run) uses.
@@ -78,14 +75,10 @@ inline bool Connect(NamedPipe& client)
 inline bool Send(const Path& name, const std::string& text)
 {
     NamedPipe client(name);
-    if (!Connect(client)) return false;
-    try {
-        client.Write(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
-    } catch (Exception* e) {
-        delete e;
-        return false;
-    }
-    return true;
+    return Connect(client) &&
+           Thrown([&] {
+               client.Write(reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+           }) == "nothing thrown";
 }
 
 /// A server thread that keeps its messages ("throw" throws instead).

@@ -26,29 +26,12 @@ using namespace pipetest;
 namespace {
 
 // XDG_RUNTIME_DIR set to a short fresh folder for a scope (the pipes' folder is made inside it).
-class RuntimeDir
+struct RuntimeDir
 {
-public:
-    RuntimeDir()
-    {
-        char path[] = "/tmp/pipetest-XXXXXX";
-        m_dir = ::mkdtemp(path);
-        const char* old = std::getenv("XDG_RUNTIME_DIR");
-        m_had = old != nullptr;
-        if (old) m_old = old;
-        ::setenv("XDG_RUNTIME_DIR", m_dir.c_str(), 1);
-    }
-    ~RuntimeDir()
-    {
-        if (m_had) ::setenv("XDG_RUNTIME_DIR", m_old.c_str(), 1);
-        else ::unsetenv("XDG_RUNTIME_DIR");
-        std::filesystem::remove_all(m_dir);
-    }
-    std::string Pipes() const { return m_dir + "/dovo"; }
-
-private:
-    std::string m_dir, m_old;
-    bool m_had = false;
+    char dir[21] = "/tmp/pipetest-XXXXXX";
+    RuntimeDir() { ::setenv("XDG_RUNTIME_DIR", ::mkdtemp(dir), 1); }
+    ~RuntimeDir() { ::unsetenv("XDG_RUNTIME_DIR"), std::filesystem::remove_all(dir); }
+    std::string Pipes() const { return std::string(dir) + "/dovo"; }
 };
 
 sockaddr_un Address(const std::string& path)
