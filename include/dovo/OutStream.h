@@ -38,8 +38,9 @@ public:
     /// Bytes accepted (all of them with a buffer; what the transport took without one).
     int Write(const void* data, int size)
     {
-        // With room in the buffer the bytes are only copied (the transport is checked when it is reached).
-        if (m_active && size >= 0 && size <= m_capacity - m_bufPos) {
+        // With room in the buffer the bytes are only copied (the transport is checked when it is reached);
+        // a whole buffer's worth into an empty buffer goes to the transport without the copy.
+        if (m_active && size >= 0 && size <= m_capacity - m_bufPos && (size < m_capacity || m_bufEnd != 0)) {
             std::memcpy(m_buffer + m_bufPos, data, static_cast<std::size_t>(size));
             AdvanceBuffer(static_cast<unsigned>(size));
             return size;
