@@ -218,7 +218,9 @@ bool NamedPipeServer::WaitForClient(float seconds)
             continue;
         }
         if (errno == EINTR || errno == ECONNABORTED) continue;
-        if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+        // Any other failure (no descriptors left, say) is no client yet: the time is waited out
+        // rather than spent trying again at once.
+        const bool failed = errno != EAGAIN && errno != EWOULDBLOCK;
         int ms = -1;
         if (!forever) {
             const long long us =
@@ -226,6 +228,10 @@ bool NamedPipeServer::WaitForClient(float seconds)
                     .count();
             if (us <= 0) return false;
             ms = static_cast<int>(std::min<long long>((us + 999) / 1000, INT_MAX));
+        }
+        if (failed) {
+            ::poll(nullptr, 0, ms < 0 ? 1000 : ms);
+            return false;
         }
         pollfd p{listener, POLLIN, 0};
         if (::poll(&p, 1, ms) < 0 && errno != EINTR) return false;
