@@ -65,7 +65,7 @@ public:
         const int length = text.Length();
         if (m_binary && length <= kMaxString && length + 4 <= m_capacity - m_bufPos && m_active) {
             PutLE(static_cast<std::uint32_t>(length));
-            std::memcpy(m_buffer + m_bufPos, text.c_str(), static_cast<std::size_t>(length));
+            CopyBytes(m_buffer + m_bufPos, reinterpret_cast<const unsigned char*>(text.c_str()), length);
             AdvanceBuffer(static_cast<unsigned>(length));
             return length + 4;
         }
@@ -151,6 +151,23 @@ private:
     static constexpr int kMaxString = 1048576;
 
     int WriteThrough(const void* data, int size);
+
+    // Short texts (the common case in records) are copied with two fixed-size moves that overlap in the
+    // middle rather than by a call to the library's copy of any size.
+    static void CopyBytes(unsigned char* to, const unsigned char* from, int n)
+    {
+        if (n >= 8 && n <= 16) {
+            std::memcpy(to, from, 8);
+            std::memcpy(to + n - 8, from + n - 8, 8);
+        } else if (n >= 4 && n < 8) {
+            std::memcpy(to, from, 4);
+            std::memcpy(to + n - 4, from + n - 4, 4);
+        } else if (n < 4) {
+            for (int i = 0; i < n; ++i) to[i] = from[i];
+        } else {
+            std::memcpy(to, from, static_cast<std::size_t>(n));
+        }
+    }
     int PutString(const String& text);
 
     template <typename T>
