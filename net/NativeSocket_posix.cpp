@@ -1,8 +1,6 @@
 // Sockets and name resolution on POSIX: BSD sockets, every call retried on EINTR, descriptors
 // close-on-exec, sends that never raise SIGPIPE.
 
-#include "net/NativeSocket.h"
-
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstring>
@@ -15,20 +13,13 @@
 #include <thread>
 #include <unistd.h>
 
+#include "net/SocketAddress.h"
+
 namespace dovo::sockets {
 
 namespace {
 
 int Fd(Handle socket) { return static_cast<int>(socket); }
-
-sockaddr_in Native(std::uint32_t address, std::uint16_t port)
-{
-    sockaddr_in in{};
-    in.sin_family = AF_INET;
-    in.sin_port = port;
-    in.sin_addr.s_addr = address;
-    return in;
-}
 
 template <typename Call>
 auto Retried(Call call)
@@ -170,48 +161,18 @@ bool LocalName(Handle socket, std::uint32_t& address, std::uint16_t& port)
     return FromNative(reinterpret_cast<const sockaddr&>(at), address, port);
 }
 
-void ToNative(std::uint32_t address, std::uint16_t port, sockaddr* out)
-{
-    const sockaddr_in in = Native(address, port);
-    std::memcpy(out, &in, sizeof in);
-}
+void ToNative(std::uint32_t address, std::uint16_t port, sockaddr* out) { CopyNative(address, port, out); }
 
-bool FromNative(const sockaddr& in, std::uint32_t& address, std::uint16_t& port)
-{
-    if (in.sa_family != AF_INET) return false;
-    sockaddr_in v4;
-    std::memcpy(&v4, &in, sizeof v4);
-    address = v4.sin_addr.s_addr;
-    port = v4.sin_port;
-    return true;
-}
+bool FromNative(const sockaddr& in, std::uint32_t& address, std::uint16_t& port) { return WordsOf(in, address, port); }
 
 bool LookupName(const String& name, std::uint32_t& address, int& error)
 {
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    addrinfo* found = nullptr;
-    error = ::getaddrinfo(name.c_str(), nullptr, &hints, &found);
-    if (error == EAI_SYSTEM) error = errno;
-    if (error != 0) return false;
-    bool ok = false;
-    std::uint16_t port = 0;
-    for (const addrinfo* a = found; a && !ok; a = a->ai_next)
-        if (a->ai_addr) ok = FromNative(*a->ai_addr, address, port);
-    ::freeaddrinfo(found);
-    return ok;
+    return LookupNameWith(name, address, error, [](int e) { return e == EAI_SYSTEM ? errno : e; });
 }
 
 bool LookupAddress(std::uint32_t address, String& name, int& error)
 {
-    const sockaddr_in in = Native(address, 0);
-    char host[NI_MAXHOST];
-    error =
-        ::getnameinfo(reinterpret_cast<const sockaddr*>(&in), sizeof in, host, sizeof host, nullptr, 0, NI_NAMEREQD);
-    if (error == EAI_SYSTEM) error = errno;
-    if (error != 0) return false;
-    name = host;
-    return true;
+    return LookupAddressWith(address, name, error, [](int e) { return e == EAI_SYSTEM ? errno : e; });
 }
 
 // The resolver's errors are negative on this system (EAI_...), the socket layer's positive.
