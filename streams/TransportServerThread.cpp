@@ -4,6 +4,8 @@
 #include <dovo/Log.h>
 #include <dovo/TransportServerThread.h>
 
+#include "threads/Hold.h"
+
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -16,24 +18,7 @@ namespace {
 constexpr int kNotPossible = 0x20000003;
 constexpr auto kReopenPause = std::chrono::milliseconds(250);
 
-// Holds the clients' lock for a scope, when the thread has one.
-class Guard
-{
-public:
-    explicit Guard(Mutex* lock) : m_lock(lock)
-    {
-        if (m_lock) m_lock->Enter();
-    }
-    ~Guard()
-    {
-        if (m_lock) m_lock->Leave();
-    }
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-
-private:
-    Mutex* m_lock;
-};
+using Guard = HoldIf<Mutex>;
 
 // Closing is best effort: a client that fails to close is logged and the others are still closed.
 void Close(Stream::Transport& transport)

@@ -17,4 +17,29 @@ private:
     Lock& m_lock;
 };
 
+/// Holds a lock for a scope when there is one: a null lock means nothing to hold (an object made
+/// without thread safety). Given AlreadyEntered, it only leaves a lock the caller has entered.
+template <typename Lock>
+class HoldIf
+{
+public:
+    struct AlreadyEntered
+    {
+    };
+    explicit HoldIf(Lock* lock) : m_lock(lock)
+    {
+        if (m_lock) m_lock->Enter();
+    }
+    HoldIf(Lock* entered, AlreadyEntered) : m_lock(entered) {}
+    ~HoldIf()
+    {
+        if (m_lock) m_lock->Leave();
+    }
+    HoldIf(const HoldIf&) = delete;
+    HoldIf& operator=(const HoldIf&) = delete;
+
+private:
+    Lock* m_lock;
+};
+
 } // namespace dovo

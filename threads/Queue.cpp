@@ -11,6 +11,8 @@
 #include <dovo/Queue.h>
 #include <dovo/SyncException.h>
 
+#include "threads/Hold.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -49,32 +51,13 @@ void Queue::CopyItem(const void* from, void* to) { std::memcpy(to, from, m_itemS
 
 void Queue::ClearItem(void* item) { std::memset(item, 0, m_itemSize); }
 
-// Holds one of the queue's locks for a scope; a queue without thread safety has none. Given a lock
-// already entered, it only leaves it.
-class Queue::Guard
-{
-public:
-    Guard(const Queue& queue, Mutex& lock) : m_lock(queue.m_threadSafe ? &lock : nullptr)
-    {
-        if (m_lock) m_lock->Enter();
-    }
-    explicit Guard(Mutex* entered) : m_lock(entered) {}
-    ~Guard()
-    {
-        if (m_lock) m_lock->Leave();
-    }
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-
-private:
-    Mutex* m_lock;
-};
+using Guard = HoldIf<Mutex>;
 
 unsigned Queue::Add(const void* item)
 {
     unsigned count = 0;
     {
-        Guard add(*this, m_addLock);
+        Guard add(Locking(m_addLock));
         const unsigned write = m_write.load(std::memory_order_relaxed);
         CopyItem(item, Slot(write));
         // Counted before the item is published, so that a consumer never takes the count below zero.
@@ -88,7 +71,7 @@ unsigned Queue::Add(const void* item)
         } else {
             // Only consumers move the read index while the add lock is held, and only forwards: once
             // they are held off, the ring is full exactly when it still holds capacity items.
-            Guard get(*this, m_getLock);
+            Guard get(Locking(m_getLock));
             m_write.store(next, std::memory_order_release);
             const unsigned held = Held(m_readSeen = m_read.load(std::memory_order_relaxed), next);
             if (held >= m_capacity) Grow(held);
@@ -102,8 +85,8 @@ unsigned Queue::AddHead(const void* item)
 {
     unsigned count = 0;
     {
-        Guard add(*this, m_addLock);
-        Guard get(*this, m_getLock);
+        Guard add(Locking(m_addLock));
+        Guard get(Locking(m_getLock));
         const unsigned read = m_read.load(std::memory_order_relaxed);
         const unsigned head = read == 0 ? m_slots - 1 : read - 1;
         CopyItem(item, Slot(head));
@@ -149,8 +132,8 @@ void Queue::Grow(unsigned held)
 void Queue::Shrink()
 {
     if (m_threadSafe && !m_addLock.TryEnter()) return;
-    Guard add(m_threadSafe ? &m_addLock : nullptr);
-    Guard get(*this, m_getLock);
+    Guard add(Locking(m_addLock), Guard::AlreadyEntered());
+    Guard get(Locking(m_getLock));
     if (m_read.load(std::memory_order_relaxed) == m_write.load(std::memory_order_relaxed) &&
         m_capacity > m_initialSize) {
         unsigned char* block = NewBlock(m_initialSize, m_itemSize);
@@ -203,7 +186,7 @@ bool Queue::Get(void* out, float seconds)
         return false;
     }
     if (m_unblocked.load()) return false;
-    Guard get(*this, m_getLock);
+    Guard get(Locking(m_getLock));
     if (Empty()) return false;
     TakeOldest(out);
     m_count.fetch_sub(1, std::memory_order_relaxed);
@@ -212,7 +195,7 @@ bool Queue::Get(void* out, float seconds)
 
 bool Queue::Get(void* out)
 {
-    Guard get(*this, m_getLock);
+    Guard get(Locking(m_getLock));
     if (Empty()) return false;
     TakeOldest(out);
     m_semaphore.Wait(0);
@@ -236,8 +219,8 @@ void Queue::Unblock(bool reset)
 void Queue::Clear(bool unblock, bool reset)
 {
     {
-        Guard add(*this, m_addLock);
-        Guard get(*this, m_getLock);
+        Guard add(Locking(m_addLock));
+        Guard get(Locking(m_getLock));
         unsigned read = m_read.load(std::memory_order_relaxed);
         const unsigned write = m_write.load(std::memory_order_relaxed);
         unsigned cleared = 0;
@@ -258,8 +241,8 @@ void Queue::Clear(bool unblock, bool reset)
 
 void Queue::Report(FILE* file) const
 {
-    Guard add(*this, m_addLock);
-    Guard get(*this, m_getLock);
+    Guard add(Locking(m_addLock));
+    Guard get(Locking(m_getLock));
     const unsigned count = Count();
     std::fprintf(file, "\tQueue '%s' (item size = %u):\t%u Item%s.\tCurrent size = %u (initial = %u)\n", m_name,
                  m_itemSize, count, count == 1 ? "" : "s", m_capacity, m_initialSize);

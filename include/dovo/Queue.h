@@ -65,7 +65,8 @@ private:
     void TakeOldest(void* out);
     void SetIndices(unsigned read, unsigned write);
     bool Empty();
-    class Guard;
+    /// The lock to hold: none in a queue made without thread safety.
+    Mutex* Locking(Mutex& lock) const { return m_threadSafe ? &lock : nullptr; }
 
     // Producers' and consumers' fields lie on cache lines of their own, so that neither side's writes
     // take the other's line away on every item.
