@@ -131,6 +131,7 @@ TEST_F(Service, TheWordsWithAndWithoutAManager)
         {"-StartDaemon -Wait 1", {{"FAKE_STARTS_AS", "activating"}}, 0x20000009, "show", ""},
         {"-StartService", {{"FAKE_STARTS_AS", "activating"}}, 0, "!show", ""},
         {"-StartDaemon -Wait 30", {{"FAKE_SYSTEMD", "offline"}}, 0x20000008, "!start", ""},
+        {"-StopDaemon -Wait 30", {{"FAKE_SYSTEMD", "offline"}}, 0x20000008, "!stop", ""},
         {"-RemoveDaemon", {}, 0, "disable app_helper.service", ""},
         {"-RemoveDaemon", {}, 0x20000008, "!disable", ""},
         // Run as a service without a manager that started it: no notify socket.

@@ -54,6 +54,10 @@ TEST(ArrayTest, GrowthSteps)
         EXPECT_EQ(a.Count(), row.initial + 1);
         EXPECT_EQ(*static_cast<int*>(a[row.initial]), row.initial);
     }
+    Array eight(1, 1, 0); // item size 0 means 8 bytes
+    long long big = 0x0102030405060708LL;
+    eight.Add(&big), eight.Add(&big);
+    EXPECT_EQ(*static_cast<long long*>(eight[1]), big);
 }
 
 TEST(ArrayTest, InsertDeleteShift)

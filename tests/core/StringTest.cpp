@@ -102,7 +102,7 @@ TEST(String, ComparisonsAndRegex)
 {
     // {a, b, "a < b|Compare|CompareNoCase|%="}: byte-wise operators; an explicit rule for empty texts.
     const std::tuple<String, const char*, const char*> rows[] = {
-        {"", "", "0|0|0|1"},    {"", "a", "1|-1|-1|0"},    {"abc", "ab", "0|1|1|0"},
+        {"", "", "0|0|0|1"},    {"", "a", "1|-1|-1|0"},    {"A", "", "0|1|1|0"},       {"abc", "ab", "0|1|1|0"},
         {"B", "a", "1|-1|1|0"}, {"abc", "ABC", "0|1|0|1"}, {"ABC", "abd", "1|-1|-1|0"}};
     for (const auto& [a, b, results] : rows)
         EXPECT_EQ(results, Joined(a < String(b), a.Compare(b), a.CompareNoCase(b), a %= b)) << Joined(a, b);
@@ -199,9 +199,9 @@ TEST(String, EditingTrimmingAndCase)
               "aXYbc|abc!|abc|abc|ab|ab|b|b|a_def|a_def!|a / b / c|abc|abc");
     // {text, old, with, case-sensitive, result}: left to right, no overlaps, a replacement never searched again.
     const std::tuple<String, const char*, const char*, bool, const char*> replaces[] = {
-        {"aaa", "aa", "b", true, "ba"},  {"a.a", "a", "aa", true, "aa.aa"}, {"a.a", "", "x", false, "a.a"},
-        {"a.a", "A", "b", true, "a.a"},  {"AaA", "aa", "b", false, "bA"},   {"xX", "XXX", "y", false, "xX"},
-        {"xX", "x", "Xx", false, "XxXx"}};
+        {"aaa", "aa", "b", true, "ba"},  {"a.a", "a", "aa", true, "aa.aa"}, {"a.a", "", "x", true, "a.a"},
+        {"a.a", "", "x", false, "a.a"},  {"a.a", "A", "b", true, "a.a"},    {"AaA", "aa", "b", false, "bA"},
+        {"xX", "XXX", "y", false, "xX"}, {"xX", "x", "Xx", false, "XxXx"}};
     for (const auto& [text, old, with, caseSensitive, result] : replaces)
         EXPECT_EQ(String(text).Replace(old, with, caseSensitive), result) << Joined(text, old, caseSensitive);
 
@@ -228,7 +228,7 @@ TEST(String, Conversions)
     // {text, base, "Int|Uint"}: the runtime's conversions with a 32-bit long, as on Windows, saturating.
     // clang-format off
     const std::tuple<String, int, const char*> ints[] = {
-        {"0x1F", 16, "31|31"}, {"0x1F", 0, "31|31"}, {"017", 0, "15|15"}, {"z", 36, "35|35"}, {"12", 1, "0|0"},
+        {"+7", 10, "7|7"}, {"0x1F", 16, "31|31"}, {"0x1F", 0, "31|31"}, {"017", 0, "15|15"}, {"z", 36, "35|35"}, {"12", 1, "0|0"},
         {"- 5", 10, "0|0"}, {"  -42abc", 10, "-42|4294967254"}, {"2147483648", 10, "2147483647|2147483648"},
         {"-99999999999", 10, "-2147483648|4294967295"}, {"4294967296", 10, "2147483647|4294967295"}};
     // clang-format on
@@ -245,7 +245,7 @@ TEST(String, Conversions)
     for (const auto& [s, results] : wide) EXPECT_EQ(results, Joined(s.Int64(), s.Uint64())) << s;
 
     EXPECT_EQ(Joined(String("2.5e3x").Float64(), String("").Float64(), String("-0.25").Float32()), "2500|0|-0.25");
-    for (const char* yes : {"ON", "True", "0x10", "7 dwarves"}) EXPECT_TRUE(String(yes).Bool()) << yes;
+    for (const char* yes : {"Yes", "ON", "True", "0x10", "7 dwarves"}) EXPECT_TRUE(String(yes).Bool()) << yes;
     for (const char* no : {"", "Off", "0", "abc", "0x", "-1"}) EXPECT_FALSE(String(no).Bool()) << no;
 }
 

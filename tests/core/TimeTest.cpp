@@ -113,6 +113,7 @@ TEST(Time, Format)
         // ISO weeks at the turn of the year.
         {Time(2021, 1, 3), "%G-W%V-%u|%g", "2020-W53-7|20"},
         {Time(2024, 12, 30), "%G-W%V-%u", "2025-W01-1"},
+        {Time(2026, 1, 1), "%G-W%V|%U|%W", "2026-W01|00|00"},
         {Time(2023, 1, 1), "%G-W%V|%U|%W", "2022-W52|01|00"},
     };
     for (const auto& [time, format, expected] : rows) EXPECT_EQ(time.Format(format).str(), expected) << format;
@@ -183,7 +184,6 @@ TEST(Time, Durations)
         {d, 1, 2, 1, kNoLimit, "62 minutes 3 seconds"},
         {Time(60000), 1, 4, 1, kNoLimit, "1 minute 0 seconds"},
         {Time(999), 1, 4, 1, kNoLimit, "0 seconds"},
-        {Time(3 * kDay), 1, 3, 3, kNoLimit, "72 hours"},
         {Time(2 * kDay + 1000), 6, 9, 6, kNoLimit, "2 d 0 h 0 m 1 s"},
         {Time(500), 0, 4, 1, kNoLimit, "500 milliseconds"}, // the leading unit, however coarse the precision
         {Time(-3723004), 1, 4, 1, kNoLimit, "-1 hours 2 minutes 3 seconds"},

@@ -106,6 +106,9 @@ TEST_F(ExceptionLog, ThrowRecordsLogsAndThrowsThePointer)
     EXPECT_EQ(oserror::Last(), 0);
     oserror::SetLast(2);
     EXPECT_EQ(Fields(THROWN(Exception, "File", "Open", 1, "m", -1, "mine", 1)), "File|Open|0x00000001|2|1|m|mine");
+    oserror::SetLast(3);
+    e->GetOSError(), e->ResetOSError();
+    EXPECT_EQ(std::pair(e->OSError(), oserror::Last()), std::pair(3, 0));
     // The OS text: one per error, without a trailing line break; none for a code the system has no text for, and
     // then the exception has no debug line.
     const String text = Exception::TranslateOSError(2);

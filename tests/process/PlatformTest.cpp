@@ -75,6 +75,10 @@ TEST(Platform, IdentityAndProcessorsMatchTheOperatingSystem)
     EXPECT_TRUE(std::regex_match(banner, std::regex(std::string(R"(Dovo [0-9]+\.[0-9]+\.[0-9]+ \()") +
                                                     (kWindows ? "Windows" : "Linux") + R"( [A-Za-z0-9_]+\))")))
         << banner;
+    Platform::SetRunningAsService(true); // for every thread
+    EXPECT_TRUE(OnOtherThread([] { return Platform::RunningAsService(); }));
+    Platform::SetRunningAsService(false);
+    EXPECT_FALSE(Platform::RunningAsService());
 }
 
 TEST(Platform, ProcessWideEnvironmentIsSeenByEveryThreadAndGetenv)

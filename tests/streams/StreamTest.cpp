@@ -73,8 +73,9 @@ TEST(StreamTest, OpenAttachCloseDetach)
     EXPECT_EQ(Failure([&] { in.Seek(0, Stream::fromBegin); }),
               "InStream/Seek: Seek requires an the Stream be active (20000003)");
     RAMBlock unused(100); // not usable before BeginUsing
-    EXPECT_EQ(Failure([&] { in.Attach(&unused); }), "InStream/Attach: Attach requires an open Transport (20000003)");
-    EXPECT_EQ(log.seen, (std::vector<int>{Stream::attaching}));
+    for (RAMBlock* none : {static_cast<RAMBlock*>(nullptr), &unused})
+        EXPECT_EQ(Failure([&] { in.Attach(none); }), "InStream/Attach: Attach requires an open Transport (20000003)");
+    EXPECT_EQ(log.seen, (std::vector<int>{Stream::attaching, Stream::attaching}));
 
     in.Attach(&block);
     in.Close();
@@ -166,6 +167,7 @@ TEST(StreamTest, ValueBytes)
         {"empty string", [](OutStream& o) { EXPECT_EQ(o.Put(String()), 4); }, {0, 0, 0, 0}},
         {"string", [](OutStream& o) { EXPECT_EQ(o.Put(String("ab")), 6); }, {2, 0, 0, 0, 'a', 'b'}},
         {"plain string", [](OutStream& o) { EXPECT_EQ(o.Put(String("ab")), 2); }, {'a', 'b'}, false},
+        {"bool", [](OutStream& o) { o.Put(true), o.Put(false); }, {1, 0}},
         {"eol LF", [](OutStream& o) { o.Put("a\nb", Stream::eolLF); }, {'a', 10, 'b'}},
         {"eol as is", [](OutStream& o) { o.Put("a\nb", Stream::eolAsIs); }, {'a', 10, 'b'}},
         {"eol CRLF", [](OutStream& o) { EXPECT_EQ(o.Put("a\nb\n", Stream::eolCRLF), 6); }, {'a', 13, 10, 'b', 13, 10}},

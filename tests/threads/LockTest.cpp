@@ -205,7 +205,7 @@ TEST(Trigger, ManualResetReleasesEveryWaiterOnCopiesEvenWhenResetAtOnce)
     std::vector<std::thread> waiters;
     for (Trigger* t : {&copy, &assigned})
         waiters.emplace_back([&, t] {
-            if (t->Wait(t == &copy ? -1.0f : kGenerous)) done.Post(1); // -1: no limit
+            if (t->Wait(t == &copy ? -1.0f : 6 * kGenerous)) done.Post(1); // (longer than the waits for them)
         });
     EXPECT_FALSE(done.Wait(0.05f));
     trigger.Signal();
