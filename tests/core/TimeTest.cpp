@@ -59,7 +59,7 @@ TEST(Time, Calendar)
 TEST(Time, RandomTimesReadBackAndAgreeWithTheRuntime)
 {
     // Conversions that every platform's strftime knows, compared on the years that its tm covers.
-    const char* format = "%Y|%y|%m|%d|%H|%I|%M|%S|%j|%w|%U|%W|%%|%a|%A|%b|%B|%p";
+    const char* format = "%Y|%y|%m|%d|%H|%I|%M|%S|%j|%w|%U|%W|%%|%a|%A|%b|%B|%p|%x|%X";
     std::mt19937_64 random(20261121);
     std::uniform_int_distribution<std::int64_t> values(0, Time(9999, 12, 31).TotalMilliseconds());
     for (int i = 0; i < 40000; ++i) {
@@ -107,6 +107,8 @@ TEST(Time, Format)
         {noon, "%H:%M:%S.%F|%#F|%F%F|%#F%#F|100%% %Q %", "12:00:00.007|7|007007|77|100% %Q %"},
         {noon, "%e|%-d|%_m|%#m|%j|%D|%T|%R|%I|%u|%w|%C|%k", " 9|9| 3|3|069|03/09/24|12:00:00|12:00|12|6|6|20|12"},
         {Time(1, 1, 1, 9), "%Y|%y|%C|%l", "1|01|0| 9"},
+        // Names and composite forms as in the C locale, the same on every platform and for any year.
+        {Time(1, 1, 1, 13, 5, 6), "%x|%X|%r|%c", "01/01/01|13:05:06|01:05:06 PM|Mon Jan  1 13:05:06 1"},
         {Time(2024, 3, 9, 0, 30), "%I|%l", "12|12"},
         {Time(-1), "%Y-%m-%d %H:%M:%S.%F", "0-12-31 23:59:59.999"},
         {Time(), "%Y-%m-%d", "1-01-01"}, // "Never" only when asked for
