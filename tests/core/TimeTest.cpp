@@ -115,6 +115,7 @@ TEST(Time, Format)
         // ISO weeks at the turn of the year.
         {Time(2021, 1, 3), "%G-W%V-%u|%g", "2020-W53-7|20"},
         {Time(2024, 12, 30), "%G-W%V-%u", "2025-W01-1"},
+        {Time(2005, 1, 1), "%G-W%V-%u", "2004-W53-6"}, // in the last week of a leap year
         {Time(2026, 1, 1), "%G-W%V|%U|%W", "2026-W01|00|00"},
         {Time(2023, 1, 1), "%G-W%V|%U|%W", "2022-W52|01|00"},
     };
