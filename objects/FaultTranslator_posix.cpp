@@ -47,7 +47,9 @@ unsigned FaultCode(int signal, const siginfo_t* info, std::uintptr_t address)
     switch (signal) {
     case SIGSEGV: {
         // A fault just below the thread's stack is the stack running over into its guard.
-        const std::uintptr_t low = t_stack.stackLow;
+        // (Only a thread that installed the handler has its stack object: touching it on another would
+        // make it here, inside the signal handler, and register its destructor with an allocation.)
+        const std::uintptr_t low = t_installed ? t_stack.stackLow : 0;
         if (low && address < low + 4096 && address + 65536 > low) return 0xC00000FD;
         return 0xC0000005;
     }

@@ -184,7 +184,7 @@ std::uint32_t Sleep(Object* o, std::uint32_t milliseconds)
     o->handles.fetch_add(1, std::memory_order_relaxed); // alive for the wait, even if closed meanwhile
     const bool manual = o->kind == Object::ManualEventKind;
     std::uint32_t result = kWaitTimeout;
-    State s = o->state.load(std::memory_order_relaxed);
+    State s = o->state.load(std::memory_order_acquire); // (a manual-reset event found set is taken as is)
     // Counted as a sleeper only while there is nothing to take: so a post that finds no sleeper never
     // needs to wake one.
     for (;;) {
