@@ -1,3 +1,4 @@
+#include "tests/support/Checks.h"
 #include "tests/support/TestSupport.h"
 
 #include <chrono>
@@ -83,10 +84,7 @@ namespace {
 bool WaitForText(const fs::path& file, const std::string& text, int times = 1)
 {
     for (int i = 0; i < 3000; ++i) {
-        const std::string now = Read(file);
-        size_t found = 0;
-        for (size_t at = now.find(text); at != std::string::npos; at = now.find(text, at + 1)) ++found;
-        if (found >= static_cast<size_t>(times)) return true;
+        if (Occurrences(Read(file), text) >= times) return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return false;
